@@ -1,0 +1,106 @@
+#include "core/child.h"
+
+#include "core/file.h"
+#include "log/log.h"
+
+#include <cstdlib>
+#include <ctime>
+
+#include <fcntl.h>
+#include <linux/close_range.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+pid_t rd_fork()
+{
+    const LogScope loggers_idle;
+    return fork();
+}
+
+// Marked rather than closed, for the syslog connection is needed if the exec fails. Libraries do not mark all
+// of theirs (Avahi's wake-up pipe).
+static void close_descriptors_on_exec()
+{
+    // By number: C libraries older than the kernel have no name for it.
+    if (syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
+        return;
+    }
+    for (long fd = sysconf(_SC_OPEN_MAX) - 1; fd > STDERR_FILENO; fd--) { // before Linux 5.11
+        fcntl(static_cast<int>(fd), F_SETFD, FD_CLOEXEC);
+    }
+}
+
+void rd_clean_child()
+{
+    for (int sig = 1; sig < NSIG; sig++) {
+        signal(sig, SIG_DFL); // service managers start us with SIGPIPE ignored, which exec would keep
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    close_descriptors_on_exec();
+}
+
+int rd_stdio_to_devnull()
+{
+    const int devnull = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (devnull < 0) {
+        return devnull;
+    }
+    dup2(devnull, STDOUT_FILENO);
+    dup2(devnull, STDERR_FILENO);
+    return close(devnull);
+}
+
+int rd_exec_cmd(const char *const argv[], int wait, int quiet)
+{
+    int status = 0;
+    const pid_t child = rd_fork();
+    if (child == 0) {
+        rd_clean_child();
+        if (quiet != 0) {
+            rd_stdio_to_devnull();
+        }
+        const int rc = tattletale_standin1_execv(argv[0], const_cast<char *const *>(argv));
+        RD_ERROR("failed to execv\n");
+        _exit(rc); // not exit: buffers and exit handlers are the parent's
+    }
+    if (child < 0) {
+        RD_ERROR("failed to fork\n");
+        return -1;
+    }
+    if (wait == 1) {
+        // Any other child that ends cuts the wait short with its SIGCHLD: a lost status would read as
+        // success.
+        while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+        }
+    }
+    return status;
+}
+
+int rd_get_pid_from_file(const char *path, uint32_t *pid)
+{
+    char text[12];
+    if (rd_read_line(path, text) != 0) {
+        RD_DEBUG("unable to open pidfile %s\n", path);
+        return 1;
+    }
+    // As strtoul(3) where long has 32 bits: what does not fit is all ones, so that 4294967298 is not PID 2.
+    const long long number = strtoll(text, nullptr, 10);
+    *pid = llabs(number) > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(number);
+    RD_DEBUG("pids:'%s' pid:%u\n", text, *pid);
+    return static_cast<int32_t>(*pid) > 1 ? 0 : 1;
+}
+
+void rd_sleep_us(int64_t microseconds)
+{
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    const int64_t nanoseconds = end.tv_nsec + microseconds * 1000;
+    end.tv_sec += static_cast<time_t>(nanoseconds / 1'000'000'000);
+    end.tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+    }
+}

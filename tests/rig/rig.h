@@ -1,0 +1,127 @@
+// A private controller to test in: mount, network, UTS, IPC and PID namespaces of its own (a user namespace
+// too when not root), a root file system in memory, a /dev/log that is read back. Nothing of it outlives the
+// test.
+#pragma once
+
+#include "core/protocol.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <czmq.h>
+#include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+
+namespace rig
+{
+
+enum class Tools {
+    kRecording, // a stand-in at every tool's path; plain files where procfs and sysfs stand
+    kReal,      // the machine's own tools, procfs and sysfs
+};
+
+// Moves the process into a private controller. To be called before anything else: returns in a child of the
+// caller, which waits and ends as the child does. The daemon and the programs of the rig are copied to /rig.
+void enter(Tools tools);
+
+using Lines = std::vector<std::string>;
+
+void write_file(const std::string &path, const std::string &text); // makes the folders too
+std::string read_file(const std::string &path);                    // "(none)" when there is no such file
+bool wait_until(const std::function<bool()> &condition, int timeout_ms = 10'000);
+size_t open_descriptors(pid_t pid);
+bool has_second_user(); // false in a user namespace of our own, which knows root alone
+
+// What was sent to /dev/log.
+class PlatformLog
+{
+  public:
+    PlatformLog();
+    ~PlatformLog();
+    std::string all(); // "LEVEL function text" a line, since the last take
+    Lines take();
+
+  private:
+    void read(int flags);
+    int socket_;
+    std::mutex mutex_;
+    std::string records_;
+    std::jthread reader_;
+};
+
+// The fixture: a fresh controller for each test.
+class Controller : public testing::Test
+{
+  protected:
+    Controller();
+
+    // Tells the tools: calls beginning with these words end with this exit status, or signal if negative.
+    static void answer(const std::string &words, int status, int delay_ms = 0);
+    static Lines calls();       // the tools run since the last time, with their words
+    static std::string state(); // what the last tool run inherited
+    Lines error_log();          // "function text" since the last time; each must be a whole record
+    // "LEVEL function text" of all messages since the last time, having checked that exactly those of levels
+    // 2 to 4 stand in the error log too, in this order.
+    Lines log();
+    bool wait_for_message(const std::string &text, int timeout_ms = 10'000);
+
+    PlatformLog platform_log;
+
+  private:
+    size_t error_log_read_ = 0;
+};
+
+// The built daemon.
+class Daemon
+{
+  public:
+    // prepare runs in the process that becomes the daemon.
+    explicit Daemon(
+        Lines arguments = {"zmqs"}, const std::function<void()> &prepare = [] {});
+    ~Daemon();
+    pid_t pid() const { return pid_; }
+    int wait();                // for its end; returns the wait status, or -1 after ten seconds
+    bool is_receiving() const; // whether it sleeps in its receive, where a signal interrupts it
+    size_t resident_kib() const;
+
+  private:
+    pid_t pid_;
+};
+
+// A client of the command socket.
+class Client
+{
+  public:
+    Client() : socket_(zsock_new_req(">" RD_ENDPOINT)) { zsock_set_rcvtimeo(socket_, 30'000); }
+    ~Client() { zsock_destroy(&socket_); }
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+    zsock_t *socket() { return socket_; }
+
+    // Sends bytes and returns the reply, having checked its form. No reply in time fails the test.
+    ReplyFrame exchange(const void *bytes, size_t size);
+    ReplyFrame receive();
+
+    // Sends a request with the first size bytes of a record; returns the reply's result code.
+    template <typename Record>
+    int request(uint32_t cmd, const Record &record, uint32_t tag = 42, uint32_t wait = 0)
+    {
+        RequestFrame frame{};
+        frame.header = {cmd, wait, tag};
+        memcpy(frame.payload, &record, sizeof record);
+        const ReplyFrame reply = exchange(&frame, sizeof frame.header + sizeof record);
+        EXPECT_EQ(reply.cmd, cmd);
+        EXPECT_EQ(reply.tag, tag);
+        return reply.rc;
+    }
+
+  private:
+    zsock_t *socket_;
+};
+
+} // namespace rig
