@@ -72,8 +72,7 @@ int rd_exec_cmd(const char *const argv[], int wait, int quiet)
         return -1;
     }
     if (wait == 1) {
-        // Any other child that ends cuts the wait short with its SIGCHLD: a lost status would read as
-        // success.
+        // Any other child that ends cuts the wait short with its SIGCHLD: a lost status would read as success.
         while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
         }
     }

@@ -15,8 +15,7 @@ int rd_exec_cmd(const char *const argv[], int wait, int quiet);
 // fork(2) for a child that may log before it execs: returns as fork does, with the loggers free in the child.
 pid_t rd_fork();
 
-// In a fresh child: default signal dispositions, nothing blocked, and no descriptor above 2 passed on to the
-// tool.
+// In a fresh child: default signal dispositions, nothing blocked, and no descriptor above 2 passed on to the tool.
 void rd_clean_child();
 
 // In a fresh child: standard output and standard error to /dev/null, standard input as inherited. Returns the

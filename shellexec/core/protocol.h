@@ -19,7 +19,14 @@
 #define RD_ENDPOINT "ipc://" RD_SOCKET_PATH
 #define RD_MAX_MESSAGE 65536 /* bytes; the sender of a larger message loses its connection */
 
-#define RD_IFNAME_SIZE 16 /* an interface name with its NUL */
+/* Widths of text fields, with the NUL. */
+#define RD_IFNAME_SIZE 16
+#define RD_IPV4_SIZE 16
+#define RD_ADDRESS_SIZE 46 /* IPv4 or IPv6 */
+#define RD_MAC_SIZE 18
+
+#define RD_PAYLOAD_SIZE 1024
+#define RD_REST_FROM(offset) (RD_PAYLOAD_SIZE - (offset)) /* a last field that runs to the end of the frame */
 
 enum CommandCode {
     RD_CMD_AUTOCONFIG = 1,
@@ -77,19 +84,124 @@ struct RequestHeader {
     uint32_t tag;  /* the client's own number, echoed in the reply and shown in the log */
 };
 
+/* RD_CMD_AUTOCONFIG: launches system auto-configuration, or stops the server-configuration agent. */
+struct AutoconfigRequest {
+    char autoconf_arg[RD_PAYLOAD_SIZE]; /* the script's argument, empty for none; "disable" stops the agent */
+};
+
+/* RD_CMD_MGMT_RECONFIG: brings the management interface into shape. */
+struct MgmtReconfigRequest {
+    uint32_t action;        /* 1: rebuild it; 0: reapply its IPv6 settings; else neither */
+    int32_t mtu;            /* of the interface that carries the addresses; cut to four characters */
+    uint32_t macvlan;       /* when rebuilding: 0: a bond of the lwr slots, else a passthru macvlan on the first */
+    uint32_t vlan;          /* VLAN id on top of it; 0 and values above 4094: none */
+    int32_t i6_ena;         /* 0: IPv6 off */
+    int32_t i6_auto;        /* non-zero: accept router advertisements */
+    uint32_t mif_linkstate; /* of the management interface; 0: down, else up */
+    uint32_t ded_linkstate; /* of ded and ded2 */
+    int32_t hoplimit;       /* IPv6; 0: leave unchanged */
+    uint8_t reserved[12];
+    int32_t stabpriv; /* IPv6 address generation; -1: leave alone, 0: EUI-64, else stable privacy */
+    char mif[RD_IFNAME_SIZE];
+    char ded[RD_IFNAME_SIZE];  /* may be empty */
+    char ded2[RD_IFNAME_SIZE]; /* may be empty; looked at only when ded is not */
+    char mac[RD_MAC_SIZE];     /* of a bond */
+    char lwr[3][RD_IFNAME_SIZE];
+};
+
+/* RD_CMD_SERVICE: stops, starts or restarts a service; the header's wait decides whether to wait for it. */
+struct ServiceRequest {
+    uint32_t service; /* 0 avahi-daemon, 1 lldpd-topology, 2 llmnrd, 3 network, 4 nodediscd, 5 the DHCP client of the
+                         KX management interface, 6 radvd, 7 dhclient, 8 dhclient6, 9 dhclient6s, 10 dhcpd6,
+                         11 q7mdnspublish, 12 wpa_supplicant, 13 ddnsreg */
+    uint32_t action;  /* 0 stop, 1 start, 2 restart */
+};
+
+/* RD_CMD_CONJOIN: adds lower interfaces to an existing bond. */
+struct ConjoinRequest {
+    char bond[RD_IFNAME_SIZE];
+    char lower[3][RD_IFNAME_SIZE]; /* the first becomes primary and active; empty slots are skipped */
+};
+
 /* RD_CMD_LINK: sets a link up or down. */
 struct LinkControlRequest {
     uint32_t state; /* 0: down, else up */
     char ifname[RD_IFNAME_SIZE];
 };
 
-#define RD_PAYLOAD_SIZE 1024
+/* RD_CMD_IPV4_DAD: probes for another holder of an address. */
+struct DadRequest {
+    char ifname[RD_IFNAME_SIZE];
+    char ipaddr[RD_IPV4_SIZE];
+    uint32_t prefix_len; /* 0 to 32 */
+};
+
+/* RD_CMD_INIT_IFACES: prepares the controller's interfaces. */
+struct InitRequest {
+    uint32_t is_modular; /* the controller sits in a slot: build the internal VLANs */
+    uint32_t is_ngm;     /* internal link eth0 with IPv6, else eth3 with IPv4 */
+    uint32_t init_eth0;  /* non-zero: IPv6 off on eth0 */
+    uint32_t init_eth3;  /* non-zero: IPv6 off on eth3 */
+    uint32_t init_frded; /* non-zero: IPv6 off on eth1 */
+    uint8_t reserved[4];
+    uint32_t init_kx; /* non-zero: set up the KX management interface */
+    uint8_t slot;     /* 1 to 254 */
+    char secret_seed_a[18];
+    char macaddress[36]; /* must not be empty on a modular system */
+    char kx_mac[RD_MAC_SIZE];
+    char kx_ifname[RD_IFNAME_SIZE];
+    char secret_seed_b[RD_REST_FROM(117)];
+};
+
+/* RD_CMD_DHCP_RELEASE: releases DHCP leases. */
+struct DhcpReleaseRequest {
+    int32_t dhcp4; /* non-zero: the IPv4 lease */
+    int32_t dhcp6; /* non-zero: the IPv6 lease */
+};
+
+/* RD_CMD_LINK_TUNING: auto-negotiation, speed and duplex. */
+struct LinkTuningRequest {
+    uint32_t autoneg;    /* 1 on, 0 off */
+    uint32_t speed;      /* Mb/s when autoneg is 0: 10, 100, 1000, 2500, 10000, 20000, 25000, 40000, 50000, 100000 */
+    uint32_t duplex;     /* when autoneg is 0; 0: half, else full */
+    uint32_t link_state; /* 0: set the link down afterwards, else leave it up */
+    char ifname[RD_REST_FROM(16)];
+};
+
+struct StaticRouteEntry {
+    char lladdr[RD_MAC_SIZE];     /* the router's MAC address */
+    char router[RD_ADDRESS_SIZE]; /* IPv6; the entry is skipped when empty */
+    char prefix[RD_ADDRESS_SIZE]; /* destination */
+    int32_t prefix_len;
+};
+
+/* RD_CMD_STATIC_ADDRS: static addresses, default gateway and routes of one address family. */
+struct StaticAddrRequest {
+    uint32_t dad;  /* IPv4: non-zero probes for another holder first */
+    uint32_t ipv6; /* 0: IPv4, else IPv6 */
+    int32_t prefix_len;
+    uint32_t autoconfig_only; /* non-zero: only switch IPv6 on, with the autoconfiguration below */
+    uint32_t autoconfig;
+    char ifname[RD_IFNAME_SIZE];
+    char address[RD_ADDRESS_SIZE];    /* may be empty */
+    char gateway[RD_ADDRESS_SIZE];    /* may be empty */
+    struct StaticRouteEntry route[2]; /* IPv6 */
+};
 
 struct RequestFrame {
     struct RequestHeader header;
     union {
         char payload[RD_PAYLOAD_SIZE];
+        struct AutoconfigRequest autoconfig;
+        struct MgmtReconfigRequest mgmt;
+        struct ServiceRequest service;
+        struct ConjoinRequest conjoin;
         struct LinkControlRequest link;
+        struct DadRequest dad;
+        struct InitRequest init;
+        struct DhcpReleaseRequest dhcp_release;
+        struct LinkTuningRequest tuning;
+        struct StaticAddrRequest static_addrs;
     };
 };
 
@@ -108,7 +220,66 @@ static_assert(offsetof(struct ReplyFrame, rc) == 12, "");
 
 /* Offsets count from the start of the frame. */
 static_assert(offsetof(struct RequestFrame, payload) == 12, "");
-static_assert(offsetof(struct RequestFrame, link.state) == 12, "");
-static_assert(offsetof(struct RequestFrame, link.ifname) == 16, "");
+#define RD_AT(field, offset) static_assert(offsetof(struct RequestFrame, field) == (offset), "")
+RD_AT(autoconfig.autoconf_arg, 12);
+RD_AT(mgmt.action, 12);
+RD_AT(mgmt.mtu, 16);
+RD_AT(mgmt.macvlan, 20);
+RD_AT(mgmt.vlan, 24);
+RD_AT(mgmt.i6_ena, 28);
+RD_AT(mgmt.i6_auto, 32);
+RD_AT(mgmt.mif_linkstate, 36);
+RD_AT(mgmt.ded_linkstate, 40);
+RD_AT(mgmt.hoplimit, 44);
+RD_AT(mgmt.stabpriv, 60);
+RD_AT(mgmt.mif, 64);
+RD_AT(mgmt.ded, 80);
+RD_AT(mgmt.ded2, 96);
+RD_AT(mgmt.mac, 112);
+RD_AT(mgmt.lwr, 130);
+RD_AT(service.service, 12);
+RD_AT(service.action, 16);
+RD_AT(conjoin.bond, 12);
+RD_AT(conjoin.lower, 28);
+RD_AT(link.state, 12);
+RD_AT(link.ifname, 16);
+RD_AT(dad.ifname, 12);
+RD_AT(dad.ipaddr, 28);
+RD_AT(dad.prefix_len, 44);
+RD_AT(init.is_modular, 12);
+RD_AT(init.is_ngm, 16);
+RD_AT(init.init_eth0, 20);
+RD_AT(init.init_eth3, 24);
+RD_AT(init.init_frded, 28);
+RD_AT(init.init_kx, 36);
+RD_AT(init.slot, 40);
+RD_AT(init.secret_seed_a, 41);
+RD_AT(init.macaddress, 59);
+RD_AT(init.kx_mac, 95);
+RD_AT(init.kx_ifname, 113);
+RD_AT(init.secret_seed_b, 129);
+RD_AT(dhcp_release.dhcp4, 12);
+RD_AT(dhcp_release.dhcp6, 16);
+RD_AT(tuning.autoneg, 12);
+RD_AT(tuning.speed, 16);
+RD_AT(tuning.duplex, 20);
+RD_AT(tuning.link_state, 24);
+RD_AT(tuning.ifname, 28);
+RD_AT(static_addrs.dad, 12);
+RD_AT(static_addrs.ipv6, 16);
+RD_AT(static_addrs.prefix_len, 20);
+RD_AT(static_addrs.autoconfig_only, 24);
+RD_AT(static_addrs.autoconfig, 28);
+RD_AT(static_addrs.ifname, 32);
+RD_AT(static_addrs.address, 48);
+RD_AT(static_addrs.gateway, 94);
+RD_AT(static_addrs.route, 140);
+RD_AT(static_addrs.route[1], 256);
+#undef RD_AT
+
+static_assert(sizeof(struct StaticRouteEntry) == 116, "");
+static_assert(offsetof(struct StaticRouteEntry, router) == 18, "");
+static_assert(offsetof(struct StaticRouteEntry, prefix) == 64, "");
+static_assert(offsetof(struct StaticRouteEntry, prefix_len) == 112, "");
 
 #endif

@@ -1,8 +1,15 @@
 #include "core/server.h"
 
 #include "core/protocol.h"
+#include "iface/address.h"
+#include "iface/bond.h"
+#include "iface/init.h"
 #include "iface/link.h"
+#include "iface/mgmt.h"
+#include "iface/static_addrs.h"
+#include "iface/tuning.h"
 #include "log/log.h"
+#include "system/service.h"
 
 #include <algorithm>
 #include <cstring>
@@ -73,12 +80,22 @@ static int rd_take_request(zsock_t *socket, zframe_t *received, RequestFrame *re
 }
 
 // Carries a command out. Returns whether there is such a command, and its result.
-static bool rd_run_command(const RequestFrame *request, int32_t *rc)
+static bool rd_run_command(RequestFrame *request, int32_t *rc)
 {
     switch (request->header.cmd) {
-    case RD_CMD_LINK: *rc = rd_link_control(&request->link); return true;
+    case RD_CMD_AUTOCONFIG: *rc = rd_server_autoconfig_launch(&request->autoconfig); break;
+    case RD_CMD_MGMT_RECONFIG: *rc = rd_mgmt_iface_reconfig(&request->mgmt); break;
+    case RD_CMD_SERVICE: *rc = rd_systemd_service_control(&request->service, request->header.wait); break;
+    case RD_CMD_CONJOIN: *rc = rd_mgmt_iface_conjoin_in_an_inclusive_fashion(&request->conjoin); break;
+    case RD_CMD_LINK: *rc = rd_link_control(&request->link); break;
+    case RD_CMD_IPV4_DAD: *rc = rd_ipv4_dad_start(&request->dad); break;
+    case RD_CMD_INIT_IFACES: *rc = rd_init_interfaces(&request->init); break;
+    case RD_CMD_DHCP_RELEASE: *rc = rd_dhcp_release(&request->dhcp_release); break;
+    case RD_CMD_LINK_TUNING: *rc = rd_link_tuning(&request->tuning); break;
+    case RD_CMD_STATIC_ADDRS: *rc = rd_apply_static_addrs(&request->static_addrs); break;
     default: return false;
     }
+    return true;
 }
 
 static void rd_send_reply(zsock_t *socket, const RequestHeader &request, int32_t rc)

@@ -14,8 +14,8 @@ enum Class : uint8_t {
     kIpv4 = 1 << 4,
 };
 
-// The classes of each byte. A table of our own, since <cctype> is undefined for a negative char and bends to
-// the locale.
+// The classes of each byte. A table of our own, since <cctype> is undefined for a negative char and bends to the
+// locale.
 constexpr std::array<uint8_t, 256> kClasses = [] {
     std::array<uint8_t, 256> classes{};
     const auto add = [&classes](std::string_view characters, unsigned cls) {

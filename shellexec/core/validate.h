@@ -6,10 +6,9 @@
 
 #include <cstring>
 
-// Each takes a NUL-terminated text and returns RD_RC_OK, RD_RC_TOO_LONG, RD_RC_TOO_SHORT (IPv4 only) or
-// RD_RC_INVALID for a refused character, in this order of precedence; RD_RC_ABSENT for a null text (not
-// rd_validate_mac, which must be given one). All but rd_validate_ipv4 accept an empty text. Only ASCII
-// passes.
+// Each takes a NUL-terminated text and returns RD_RC_OK, RD_RC_TOO_LONG, RD_RC_TOO_SHORT (IPv4 only) or RD_RC_INVALID
+// for a refused character, in this order of precedence; RD_RC_ABSENT for a null text (not rd_validate_mac, which must
+// be given one). All but rd_validate_ipv4 accept an empty text. Only ASCII passes.
 
 int rd_validate_mac(const char *text);       // hexadecimal digits and ':', at most 18
 int rd_validate_ifname(const char *text);    // letters, digits and '.', at most 128

@@ -30,8 +30,7 @@ void rd_configure_ipv6(const char *ifname, int enable, int autoconfig, int mode)
     static constexpr const char *kNames[kSettings] = {"accept_ra", "disable_ipv6", "addr_gen_mode"};
     char now[kSettings] = {}; // first character of each, NUL when it cannot be read
     for (int i = 0; i < (mode == -1 ? kAddrGenMode : kSettings); i++) {
-        char path[50]; // cuts the path of a name of more than 11 to 15 characters, which then reads as IPv6
-                       // off
+        char path[50]; // too short for names of more than 11 to 15 characters, which read as IPv6 off
         char text[2] = "";
         rd_format(path, "/proc/sys/net/ipv6/conf/%s/%s", ifname, kNames[i]);
         const int error = rd_read_line(path, text);

@@ -13,9 +13,8 @@
 static constexpr std::array<const char *, 12> kAddMacvlanPassthru = {
     "/sbin/ip", "link", "add", nullptr, "link", nullptr, "type", "macvlan", "mode", "passthru", "nopromisc"};
 static constexpr std::array<const char *, 13> kAddMacvlanPrivate = {
-    "/sbin/ip", "link",  "add",  nullptr,   "link", nullptr,
-    "address",  nullptr, "type", "macvlan", "mode", "private"};
-static constexpr std::array<const char *, 6> kDeleteLink = {"/sbin/ip", "link", "del", "dev"};
+    "/sbin/ip", "link", "add", nullptr, "link", nullptr, "address", nullptr, "type", "macvlan", "mode", "private"};
+static constexpr std::array<const char *, 6> kDeleteLink = {"/sbin/ip", "link", nullptr, "dev"};
 static constexpr std::array<const char *, 7> kSetLink = {"/sbin/ip", "link", "set", "dev"};
 static constexpr std::array<const char *, 8> kSetMac = {"/sbin/ip", "link", "set", "dev", nullptr, "address"};
 static constexpr std::array<const char *, 12> kAddVlan = {"/sbin/ip", "link",  "add",  "link", nullptr,
@@ -39,12 +38,18 @@ void rd_add_macvlan(const char *name, const char *mac, const char *lower)
     RD_INFO("macvlan %s lower %s rc=%d\n", name, lower, rc);
 }
 
+int rd_ip_link_delete(const char *word, const char *name)
+{
+    auto argv = kDeleteLink;
+    argv[2] = word;
+    argv[4] = name;
+    return rd_exec_cmd(argv.data(), 1, 1);
+}
+
 int rd_del_sl_macvlan(const char *name)
 {
     RD_INFO("deleting interface %s\n", name);
-    auto argv = kDeleteLink;
-    argv[4] = name;
-    const int rc = rd_exec_cmd(argv.data(), 1, 1);
+    const int rc = rd_ip_link_delete("del", name);
     if (rc != 0) {
         RD_WARN("failed to reset %s rc=%d\n", name, rc);
     }
@@ -73,13 +78,18 @@ int rd_set_link_state(const char *name, uint32_t state)
     return rd_link_control(&request);
 }
 
-int rd_set_iface_mac(const char *name, const char *mac)
+int rd_ip_link_set_mac(const char *name, const char *mac)
 {
-    const int down = rd_set_link_state(name, 0);
     auto argv = kSetMac;
     argv[4] = name;
     argv[6] = mac;
-    const int set = rd_exec_cmd(argv.data(), 1, 1);
+    return rd_exec_cmd(argv.data(), 1, 1);
+}
+
+int rd_set_iface_mac(const char *name, const char *mac)
+{
+    const int down = rd_set_link_state(name, 0);
+    const int set = rd_ip_link_set_mac(name, mac);
     if (down != 0 || set != 0) {
         RD_ERROR("failed to set %s mac %s rc=%d\n", name, mac, down | set);
     }

@@ -11,6 +11,9 @@ void rd_add_macvlan(const char *name, const char *mac, const char *lower);
 // Deletes the interface, whatever its kind. Returns the wait status of ip (0: deleted).
 int rd_del_sl_macvlan(const char *name);
 
+// The bare call of ip behind that, without a message; word is "del" or "delete", which mean the same to ip.
+int rd_ip_link_delete(const char *word, const char *name);
+
 // RD_CMD_LINK: sets a link up or down. Returns the code of rd_validate_ifname for a refused name, else the
 // wait status of ip. A name that fills its field without a NUL is refused: the first 15 characters of a
 // longer name could be another interface.
@@ -24,6 +27,9 @@ int rd_set_link_state(const char *name, uint32_t state);
 // Changes the MAC address, taking the link down around the change. Returns the result of setting it up again,
 // which is done whatever came before.
 int rd_set_iface_mac(const char *name, const char *mac);
+
+// The bare call of ip behind that, without a message.
+int rd_ip_link_set_mac(const char *name, const char *mac);
 
 // Waits until an interface is operationally in a state, looking twice a second.
 //   seconds  the longest wait; less than 1 counts as 1

@@ -105,8 +105,7 @@ TEST_F(Child, FailedForkIsMinusOne)
     EXPECT_EQ(calls(), Lines{});
 }
 
-// Other children that end while one is waited for, or while the daemon sleeps, change neither status nor
-// time.
+// Other children that end while one is waited for, or while the daemon sleeps, change neither status nor time.
 TEST_F(Child, WaitsAndSleepsAreNotCutShort)
 {
     const auto start_background = [] {

@@ -17,8 +17,7 @@ TEST_F(Main, ChoosesTheModeFromItsArguments)
     const Lines published = {"2 av_publish_start ERROR - this version cannot publish yet",
                              "4 rd_publish_start avahi publishing started rc=1"};
     const auto publishing = [&published](const std::string &address) {
-        return Lines{"4 rd_publish_start publishing ovrak.local=" + address + " on usbpt", published[0],
-                     published[1]};
+        return Lines{"4 rd_publish_start publishing ovrak.local=" + address + " on usbpt", published[0], published[1]};
     };
     struct {
         Lines arguments;
@@ -47,8 +46,7 @@ TEST_F(Main, ChoosesTheModeFromItsArguments)
 
 TEST_F(Main, SignalsEndItAtOnce)
 {
-    const std::pair<int, int> cases[] = {
-        {SIGTERM, SIGTERM}, {SIGINT, SIGINT}, {SIGHUP, SIGHUP}, {SIGABRT, 1 << 8}};
+    const std::pair<int, int> cases[] = {{SIGTERM, SIGTERM}, {SIGINT, SIGINT}, {SIGHUP, SIGHUP}, {SIGABRT, 1 << 8}};
     for (const auto &[sig, status] : cases) {
         Daemon daemon;
         ASSERT_TRUE(wait_for_message("waiting for msg"));
@@ -77,14 +75,12 @@ TEST_F(Main, MessagesAlsoShowOnATerminal)
 {
     const int terminal = posix_openpt(O_RDWR | O_CLOEXEC | O_NOCTTY);
     ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-    Daemon daemon({}, [name = std::string(ptsname(terminal))] {
-        dup2(open(name.c_str(), O_RDWR | O_NOCTTY), STDERR_FILENO);
-    });
+    Daemon daemon(
+        {}, [name = std::string(ptsname(terminal))] { dup2(open(name.c_str(), O_RDWR | O_NOCTTY), STDERR_FILENO); });
     std::string shown;
     for (char c = '\0'; c != '\n' && read(terminal, &c, 1) == 1;) {
         shown += c;
     }
-    EXPECT_TRUE(shown.starts_with("q7net-shellexec: main():") && shown.ends_with(" - no command\r\n"))
-        << shown;
+    EXPECT_TRUE(shown.starts_with("q7net-shellexec: main():") && shown.ends_with(" - no command\r\n")) << shown;
     close(terminal);
 }

@@ -32,12 +32,11 @@ TEST_F(Server, CarriesOutOneRequestThenTerminates)
     EXPECT_EQ(client.request(RD_CMD_TERMINATE, "", 4294967295), 0);
     EXPECT_EQ(daemon.wait(), 0);
     EXPECT_EQ(calls(), Lines{"/sbin/ip link set dev eth1 down"});
-    EXPECT_EQ(log(),
-              (Lines{"5 rd_server waiting for msg", "5 rd_server server received a msg. cmd:42/7",
-                     "4 rd_link_control set eth1 down rc=0", "5 rd_server responding to cmd:42/7 with rc=0",
-                     "5 rd_server waiting for msg", "5 rd_server server received a msg. cmd:4294967295/29",
-                     "4 rd_server terminate command received",
-                     "5 rd_server responding to cmd:4294967295/29 with rc=0", "4 rd_server server exiting"}));
+    EXPECT_EQ(log(), (Lines{"5 rd_server waiting for msg", "5 rd_server server received a msg. cmd:42/7",
+                            "4 rd_link_control set eth1 down rc=0", "5 rd_server responding to cmd:42/7 with rc=0",
+                            "5 rd_server waiting for msg", "5 rd_server server received a msg. cmd:4294967295/29",
+                            "4 rd_server terminate command received",
+                            "5 rd_server responding to cmd:4294967295/29 with rc=0", "4 rd_server server exiting"}));
 }
 
 TEST_F(Server, RepliesWithTheToolsWaitStatus)
@@ -88,10 +87,10 @@ TEST_F(Server, ReadsShortFrames)
         memcpy(bytes.data(), &frame, std::min(size, sizeof frame));
         EXPECT_EQ(client.exchange(bytes.data(), size).rc, 0) << size;
     }
-    EXPECT_EQ(calls(), (Lines{"/sbin/ip link set dev '' down", "/sbin/ip link set dev '' up",
-                              "/sbin/ip link set dev '' up", "/sbin/ip link set dev eth up",
-                              "/sbin/ip link set dev eth1 up", "/sbin/ip link set dev eth1 up",
-                              "/sbin/ip link set dev eth1 up", "/sbin/ip link set dev eth1 up"}));
+    EXPECT_EQ(calls(),
+              (Lines{"/sbin/ip link set dev '' down", "/sbin/ip link set dev '' up", "/sbin/ip link set dev '' up",
+                     "/sbin/ip link set dev eth up", "/sbin/ip link set dev eth1 up", "/sbin/ip link set dev eth1 up",
+                     "/sbin/ip link set dev eth1 up", "/sbin/ip link set dev eth1 up"}));
 }
 
 TEST_F(Server, RefusesNamesThatDoNotFitOrHoldOtherCharacters)

@@ -93,8 +93,7 @@ TEST(Validate, Ipv4)
 
 TEST(Validate, NullTextIsAbsent)
 {
-    for (const auto validate :
-         {rd_validate_ifname, rd_validate_words, rd_validate_shell_arg, rd_validate_ipv4}) {
+    for (const auto validate : {rd_validate_ifname, rd_validate_words, rd_validate_shell_arg, rd_validate_ipv4}) {
         EXPECT_EQ(validate(nullptr), 13);
     }
 }

@@ -10,8 +10,7 @@ using rig::Lines;
 
 static std::string shell(const std::string &command)
 {
-    FILE *pipe =
-        popen(("{ " + command + "; } 2>&1").c_str(), "re"); // NOLINT(cert-env33-c): the test's own words
+    FILE *pipe = popen(("{ " + command + "; } 2>&1").c_str(), "re"); // NOLINT(cert-env33-c): the test's own words
     std::string output;
     char line[512];
     while (fgets(line, sizeof line, pipe) != nullptr) {
@@ -48,8 +47,7 @@ TEST_F(RealLink, MacvlansAreCreatedAndDeleted)
 {
     rd_add_macvlan("macv0", "02:00:00:00:00:22", "eth0");
     const std::string with_address = shell("ip -d link show macv0");
-    EXPECT_TRUE(has(with_address, "macvlan mode private") && has(with_address, "02:00:00:00:00:22"))
-        << with_address;
+    EXPECT_TRUE(has(with_address, "macvlan mode private") && has(with_address, "02:00:00:00:00:22")) << with_address;
     EXPECT_EQ(rd_del_sl_macvlan("macv0"), 0);
     EXPECT_EQ(if_nametoindex("macv0"), 0U);
     rd_add_macvlan("macv0", nullptr, "eth0");
@@ -79,14 +77,12 @@ TEST_F(RealLink, Ipv6SettingsReachTheKernel)
     EXPECT_EQ(shell("ip -6 addr show eth0"), "");
     platform_log.take();
     rd_ipv6_setting("eth0", "accept_ra", "nonsense");
-    EXPECT_EQ(platform_log.take(),
-              Lines{"2 rd_ipv6_setting ERROR - eth0 accept_ra val:nonsense Invalid argument"});
+    EXPECT_EQ(platform_log.take(), Lines{"2 rd_ipv6_setting ERROR - eth0 accept_ra val:nonsense Invalid argument"});
 }
 
 TEST_F(RealLink, VlanCarriesItsId)
 {
-    if (has(shell("ip link add link eth0 name probe type vlan id 2 && ip link del probe"),
-            "Unknown device type")) {
+    if (has(shell("ip link add link eth0 name probe type vlan id 2 && ip link del probe"), "Unknown device type")) {
         GTEST_SKIP() << "this kernel has no 802.1Q";
     }
     rd_set_link_state("eth0", 1); // a VLAN cannot be up above a link that is down

@@ -52,8 +52,7 @@ TEST_F(Ipv6, OnSwitchesItOnLast)
     interface_reads('1', '1', '0');
     rd_configure_ipv6("eth0", 1, 1, -1);
     EXPECT_EQ(log(), (Lines{"4 rd_configure_ipv6 eth0 enable:1 autoconfig:1",
-                            "5 rd_ipv6_setting eth0 accept_ra val:1 OK",
-                            "5 rd_ipv6_setting eth0 accept_dad val:2 OK",
+                            "5 rd_ipv6_setting eth0 accept_ra val:1 OK", "5 rd_ipv6_setting eth0 accept_dad val:2 OK",
                             "5 rd_ipv6_setting eth0 accept_ra_rt_info_max_plen val:128 OK",
                             "5 rd_ipv6_setting eth0 disable_ipv6 val:0 OK"}));
     EXPECT_EQ(setting("accept_dad"), "2\n");
@@ -66,20 +65,18 @@ TEST_F(Ipv6, ChangeOfARunningInterfaceSwitchesItOffFirst)
 {
     interface_reads('1', '0', '0');
     rd_configure_ipv6("eth0", 1, 0, 2);
-    EXPECT_EQ(log(), (Lines{"4 rd_configure_ipv6 eth0 enable:1 autoconfig:0",
-                            "4 rd_configure_ipv6 IPv6 autoconfig transition on eth0",
-                            "5 rd_ipv6_setting eth0 disable_ipv6 val:1 OK",
-                            "5 rd_ipv6_setting eth0 accept_ra val:0 OK",
-                            "5 rd_ipv6_setting eth0 accept_dad val:2 OK",
-                            "5 rd_ipv6_setting eth0 accept_ra_rt_info_max_plen val:128 OK",
-                            "5 rd_ipv6_setting eth0 addr_gen_mode val:2 OK",
-                            "5 rd_ipv6_setting eth0 disable_ipv6 val:0 OK"}));
+    EXPECT_EQ(
+        log(),
+        (Lines{"4 rd_configure_ipv6 eth0 enable:1 autoconfig:0",
+               "4 rd_configure_ipv6 IPv6 autoconfig transition on eth0", "5 rd_ipv6_setting eth0 disable_ipv6 val:1 OK",
+               "5 rd_ipv6_setting eth0 accept_ra val:0 OK", "5 rd_ipv6_setting eth0 accept_dad val:2 OK",
+               "5 rd_ipv6_setting eth0 accept_ra_rt_info_max_plen val:128 OK",
+               "5 rd_ipv6_setting eth0 addr_gen_mode val:2 OK", "5 rd_ipv6_setting eth0 disable_ipv6 val:0 OK"}));
     EXPECT_EQ(setting("accept_ra"), "0\n");
     EXPECT_EQ(setting("addr_gen_mode"), "2\n");
 }
 
-// T where the change is a transition, over autoconfig 0, 1 and 5 (a column group each) with modes -1, 0, 1
-// and 2.
+// T where the change is a transition, over autoconfig 0, 1 and 5 (a column group each) with modes -1, 0, 1 and 2.
 TEST_F(Ipv6, TransitionDependsOnWhatRuns)
 {
     struct {
@@ -88,12 +85,10 @@ TEST_F(Ipv6, TransitionDependsOnWhatRuns)
         char addr_gen_mode;
         std::string transitions;
     } const cases[] = {
-        {'0', '0', '0', "..TT TTTT TTTT"}, {'0', '0', '2', ".TT. TTTT TTTT"},
-        {'0', '0', '3', ".TT. TTTT TTTT"}, {'0', '0', '-', "..TT TTTT TTTT"},
-        {'1', '0', '0', "TTTT ..TT TTTT"}, {'1', '0', '2', "TTTT .TT. TTTT"},
-        {'1', '0', '-', "TTTT ..TT TTTT"}, {'2', '0', '0', "..TT TTTT TTTT"},
-        {'-', '0', '2', ".TT. TTTT TTTT"}, {'0', '2', '0', "..TT TTTT TTTT"},
-        {'1', '1', '0', ".... .... ...."}, {'0', '1', '2', ".... .... ...."},
+        {'0', '0', '0', "..TT TTTT TTTT"}, {'0', '0', '2', ".TT. TTTT TTTT"}, {'0', '0', '3', ".TT. TTTT TTTT"},
+        {'0', '0', '-', "..TT TTTT TTTT"}, {'1', '0', '0', "TTTT ..TT TTTT"}, {'1', '0', '2', "TTTT .TT. TTTT"},
+        {'1', '0', '-', "TTTT ..TT TTTT"}, {'2', '0', '0', "..TT TTTT TTTT"}, {'-', '0', '2', ".TT. TTTT TTTT"},
+        {'0', '2', '0', "..TT TTTT TTTT"}, {'1', '1', '0', ".... .... ...."}, {'0', '1', '2', ".... .... ...."},
         {'1', '-', '0', ".... .... ...."}, {'-', '-', '-', ".... .... ...."},
     };
     for (const auto &c : cases) {
@@ -104,11 +99,10 @@ TEST_F(Ipv6, TransitionDependsOnWhatRuns)
                 rd_configure_ipv6("eth0", 1, autoconfig, mode);
                 const std::string messages = platform_log.all();
                 platform_log.take();
-                transitions +=
-                    messages.find("transition on eth0\n5 rd_ipv6_setting eth0 disable_ipv6 val:1 OK") !=
-                            std::string::npos
-                        ? "T"
-                        : ".";
+                transitions += messages.find("transition on eth0\n5 rd_ipv6_setting eth0 disable_ipv6 val:1 OK") !=
+                                       std::string::npos
+                                   ? "T"
+                                   : ".";
                 EXPECT_EQ(setting("accept_ra"), autoconfig == 0 ? "0\n" : "1\n");
                 EXPECT_EQ(setting("disable_ipv6"), "0\n");
                 if (mode != -1) {

@@ -21,10 +21,9 @@ TEST_F(Link, MacvlanIsPrivateWithAnAddressAndPassthruWithout)
     rd_add_macvlan("macv2", "02:00:00:00:00:22", "eth2");
     rd_add_macvlan("macv3", "", "eth3");
     rd_add_macvlan("macve0", nullptr, "usbe0");
-    EXPECT_EQ(calls(),
-              (Lines{"/sbin/ip link add macv2 link eth2 address 02:00:00:00:00:22 type macvlan mode private",
-                     "/sbin/ip link add macv3 link eth3 type macvlan mode passthru nopromisc",
-                     "/sbin/ip link add macve0 link usbe0 type macvlan mode passthru nopromisc"}));
+    EXPECT_EQ(calls(), (Lines{"/sbin/ip link add macv2 link eth2 address 02:00:00:00:00:22 type macvlan mode private",
+                              "/sbin/ip link add macv3 link eth3 type macvlan mode passthru nopromisc",
+                              "/sbin/ip link add macve0 link usbe0 type macvlan mode passthru nopromisc"}));
     EXPECT_EQ(log(), (Lines{"4 rd_add_macvlan macvlan macv2 lower eth2 rc=0",
                             "4 rd_add_macvlan macvlan macv3 lower eth3 rc=512",
                             "4 rd_add_macvlan macvlan macve0 lower usbe0 rc=0"}));
@@ -36,9 +35,9 @@ TEST_F(Link, DeleteWarnsWhenItFails)
     EXPECT_EQ(rd_del_sl_macvlan("macv2"), 0);
     EXPECT_EQ(rd_del_sl_macvlan("macv3"), 256);
     EXPECT_EQ(calls(), (Lines{"/sbin/ip link del dev macv2", "/sbin/ip link del dev macv3"}));
-    EXPECT_EQ(log(), (Lines{"4 rd_del_sl_macvlan deleting interface macv2",
-                            "4 rd_del_sl_macvlan deleting interface macv3",
-                            "3 rd_del_sl_macvlan WARN - failed to reset macv3 rc=256"}));
+    EXPECT_EQ(log(),
+              (Lines{"4 rd_del_sl_macvlan deleting interface macv2", "4 rd_del_sl_macvlan deleting interface macv3",
+                     "3 rd_del_sl_macvlan WARN - failed to reset macv3 rc=256"}));
 }
 
 TEST_F(Link, StateActsOnTheFirstFifteenCharacters)
@@ -58,19 +57,17 @@ TEST_F(Link, MacChangeEndsWithTheLinkUp)
     EXPECT_EQ(rd_set_iface_mac("eth2", "02:00:00:00:00:02"), 0);
     answer("/sbin/ip link set dev eth2 up", 3);
     EXPECT_EQ(rd_set_iface_mac("eth2", ""), 768);
-    EXPECT_EQ(calls(), (Lines{"/sbin/ip link set dev eth1 down",
-                              "/sbin/ip link set dev eth1 address 02:00:00:00:00:01",
+    EXPECT_EQ(calls(), (Lines{"/sbin/ip link set dev eth1 down", "/sbin/ip link set dev eth1 address 02:00:00:00:00:01",
                               "/sbin/ip link set dev eth1 up", "/sbin/ip link set dev eth2 down",
-                              "/sbin/ip link set dev eth2 address 02:00:00:00:00:02",
-                              "/sbin/ip link set dev eth2 up", "/sbin/ip link set dev eth2 down",
-                              "/sbin/ip link set dev eth2 address ''", "/sbin/ip link set dev eth2 up"}));
-    EXPECT_EQ(log(),
-              (Lines{"4 rd_link_control set eth1 down rc=256",
-                     "2 rd_set_iface_mac ERROR - failed to set eth1 mac 02:00:00:00:00:01 rc=768",
-                     "4 rd_link_control set eth1 up rc=0", "4 rd_set_iface_mac set eth1 up rc=0",
-                     "4 rd_link_control set eth2 down rc=0", "4 rd_link_control set eth2 up rc=0",
-                     "4 rd_set_iface_mac set eth2 up rc=0", "4 rd_link_control set eth2 down rc=0",
-                     "4 rd_link_control set eth2 up rc=768", "4 rd_set_iface_mac set eth2 up rc=768"}));
+                              "/sbin/ip link set dev eth2 address 02:00:00:00:00:02", "/sbin/ip link set dev eth2 up",
+                              "/sbin/ip link set dev eth2 down", "/sbin/ip link set dev eth2 address ''",
+                              "/sbin/ip link set dev eth2 up"}));
+    EXPECT_EQ(log(), (Lines{"4 rd_link_control set eth1 down rc=256",
+                            "2 rd_set_iface_mac ERROR - failed to set eth1 mac 02:00:00:00:00:01 rc=768",
+                            "4 rd_link_control set eth1 up rc=0", "4 rd_set_iface_mac set eth1 up rc=0",
+                            "4 rd_link_control set eth2 down rc=0", "4 rd_link_control set eth2 up rc=0",
+                            "4 rd_set_iface_mac set eth2 up rc=0", "4 rd_link_control set eth2 down rc=0",
+                            "4 rd_link_control set eth2 up rc=768", "4 rd_set_iface_mac set eth2 up rc=768"}));
 }
 
 TEST_F(Link, WaitWithoutAStateOnlyLooksForTheInterface)
@@ -115,9 +112,9 @@ TEST_F(Link, WaitEndsWhenTheLinkComesUp)
     });
     EXPECT_EQ(rd_wait_for_iface_ready("eth0", 10, "up"), 1);
     cable.join();
-    EXPECT_EQ(log(), (Lines{"4 rd_wait_for_iface_ready eth0 is not ready",
-                            "4 rd_wait_for_iface_ready eth0 is not ready",
-                            "4 rd_wait_for_iface_ready eth0 is up now"}));
+    EXPECT_EQ(log(),
+              (Lines{"4 rd_wait_for_iface_ready eth0 is not ready", "4 rd_wait_for_iface_ready eth0 is not ready",
+                     "4 rd_wait_for_iface_ready eth0 is up now"}));
 }
 
 TEST_F(Link, VlanIsCreatedConfiguredAndSetUp)
@@ -128,20 +125,18 @@ TEST_F(Link, VlanIsCreatedConfiguredAndSetUp)
     EXPECT_EQ(rd_add_vlan("eth0", 4094, 0, 1, 2), 1280);
     EXPECT_EQ(calls(), (Lines{"/sbin/ip link add link eth0 name eth0.4094 type vlan id 4094",
                               "/sbin/ip link set dev eth0.4094 up"}));
-    EXPECT_EQ(log(), (Lines{"4 rd_add_vlan vlan eth0.4094 lower eth0 id 4094 rc=0",
-                            "4 rd_configure_ipv6 eth0.4094 enable:0 autoconfig:1",
-                            "5 rd_ipv6_setting eth0.4094 disable_ipv6 val:1 OK",
-                            "4 rd_add_vlan ipv6 configured for eth0.4094",
-                            "4 rd_link_control set eth0.4094 up rc=1280"}));
+    EXPECT_EQ(log(),
+              (Lines{"4 rd_add_vlan vlan eth0.4094 lower eth0 id 4094 rc=0",
+                     "4 rd_configure_ipv6 eth0.4094 enable:0 autoconfig:1",
+                     "5 rd_ipv6_setting eth0.4094 disable_ipv6 val:1 OK", "4 rd_add_vlan ipv6 configured for eth0.4094",
+                     "4 rd_link_control set eth0.4094 up rc=1280"}));
 }
 
 TEST_F(Link, VlanThatCannotBeCreatedIsLeftAlone)
 {
     answer("/sbin/ip link add", 2);
     EXPECT_EQ(rd_add_vlan("abcdefgh1234567", -2147483648, 1, 1, 0), 512);
-    EXPECT_EQ(
-        calls(),
-        Lines{"/sbin/ip link add link abcdefgh1234567 name abcdefgh1234567.-2147483648 type vlan id -214"});
-    EXPECT_EQ(log(),
-              Lines{"4 rd_add_vlan vlan abcdefgh1234567.-2147483648 lower abcdefgh1234567 id -214 rc=512"});
+    EXPECT_EQ(calls(),
+              Lines{"/sbin/ip link add link abcdefgh1234567 name abcdefgh1234567.-2147483648 type vlan id -214"});
+    EXPECT_EQ(log(), Lines{"4 rd_add_vlan vlan abcdefgh1234567.-2147483648 lower abcdefgh1234567 id -214 rc=512"});
 }

@@ -46,8 +46,7 @@ static void must(bool good, const std::string &what)
 static void bind(const fs::path &source, const fs::path &target)
 {
     fs::is_directory(source) ? void(fs::create_directories(target)) : void(std::ofstream(target));
-    must(mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0,
-         "bind " + target.string());
+    must(mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0, "bind " + target.string());
 }
 
 static void mount_new(const char *type, const fs::path &target)
@@ -59,8 +58,7 @@ static void mount_new(const char *type, const fs::path &target)
 static void build_root(Tools tools, const fs::path &root, const fs::path &programs)
 {
     mount_new("tmpfs", root);
-    for (const char *folder :
-         {"rig", "tmp", "run/q7net/dhcp", "etc", "var/lib", "dev", "usr/lib", "usr/sbin"}) {
+    for (const char *folder : {"rig", "tmp", "run/q7net/dhcp", "etc", "var/lib", "dev", "usr/lib", "usr/sbin"}) {
         fs::create_directories(root / folder);
     }
     fs::create_symlink("/run", root / "var/run");
@@ -126,8 +124,7 @@ void enter(Tools tools)
     const uid_t uid = geteuid();
     const gid_t gid = getegid();
     const int user = uid == 0 ? 0 : CLONE_NEWUSER;
-    must(unshare(user | CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWPID) == 0,
-         "unshare");
+    must(unshare(user | CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWPID) == 0, "unshare");
     if (user != 0) {
         std::ofstream("/proc/self/setgroups") << "deny";
         std::ofstream("/proc/self/uid_map") << "0 " << uid << " 1";
@@ -182,8 +179,7 @@ bool wait_until(const std::function<bool()> &condition, int timeout_ms)
 size_t open_descriptors(pid_t pid)
 {
     size_t count = 0;
-    for ([[maybe_unused]] const auto &entry :
-         fs::directory_iterator("/proc/" + std::to_string(pid) + "/fd")) {
+    for ([[maybe_unused]] const auto &entry : fs::directory_iterator("/proc/" + std::to_string(pid) + "/fd")) {
         count++;
     }
     return count;
@@ -202,8 +198,7 @@ static std::string without_line_number(const std::string &message)
     const bool good = place < text && text != std::string::npos && message.ends_with('\n') &&
                       message.find_first_not_of("0123456789", place + 3) == text;
     EXPECT_TRUE(good) << "not a message: " << message;
-    return good ? message.substr(0, place) + " " + message.substr(text + 3, message.size() - text - 4)
-                : message;
+    return good ? message.substr(0, place) + " " + message.substr(text + 3, message.size() - text - 4) : message;
 }
 
 static Lines split(const std::string &text)
@@ -252,8 +247,8 @@ void PlatformLog::read(int flags)
         EXPECT_EQ(record.find(ident), header) << "not a syslog record of ours: " << record;
         const unsigned long priority = strtoul(record.c_str() + 1, nullptr, 10);
         EXPECT_EQ(priority & ~7UL, 3UL << 3) << "facility daemon";
-        records_ += std::to_string((priority & 7) - 1) + " " +
-                    without_line_number(record.substr(header + ident.size())) + "\n";
+        records_ +=
+            std::to_string((priority & 7) - 1) + " " + without_line_number(record.substr(header + ident.size())) + "\n";
     }
 }
 
@@ -372,8 +367,7 @@ int Daemon::wait()
 
 bool Daemon::is_receiving() const
 {
-    return read_file("/proc/" + std::to_string(pid_) + "/syscall")
-        .starts_with(std::to_string(SYS_poll) + " ");
+    return read_file("/proc/" + std::to_string(pid_) + "/syscall").starts_with(std::to_string(SYS_poll) + " ");
 }
 
 size_t Daemon::resident_kib() const

@@ -1,6 +1,5 @@
-// A private controller to test in: mount, network, UTS, IPC and PID namespaces of its own (a user namespace
-// too when not root), a root file system in memory, a /dev/log that is read back. Nothing of it outlives the
-// test.
+// A private controller to test in: mount, network, UTS, IPC and PID namespaces of its own (a user namespace too when
+// not root), a root file system in memory, a /dev/log that is read back. Nothing of it outlives the test.
 #pragma once
 
 #include "core/protocol.h"

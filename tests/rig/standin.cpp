@@ -1,5 +1,4 @@
-// Stands at the path of every tool in the private controller. It notes how it was called and ends as it was
-// told.
+// Stands at the path of every tool in the private controller. It notes how it was called and ends as it was told.
 //
 //   /rig/calls    gets the words of each call, one call a line; " (loud)" behind them unless both standard
 //   output and
