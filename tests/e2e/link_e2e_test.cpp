@@ -1,5 +1,6 @@
 // The daemon with the real tools on veth pairs, judged by the kernel's state.
 
+#include "e2e/shell.h"
 #include "iface/ipv6.h"
 #include "iface/link.h"
 #include "rig/rig.h"
@@ -7,23 +8,6 @@
 #include <net/if.h>
 
 using rig::Lines;
-
-static std::string shell(const std::string &command)
-{
-    FILE *pipe = popen(("{ " + command + "; } 2>&1").c_str(), "re"); // NOLINT(cert-env33-c): the test's own words
-    std::string output;
-    char line[512];
-    while (fgets(line, sizeof line, pipe) != nullptr) {
-        output += line;
-    }
-    pclose(pipe);
-    return output;
-}
-
-static bool has(const std::string &text, const std::string &part)
-{
-    return text.find(part) != std::string::npos;
-}
 
 class RealLink : public rig::Controller
 {

@@ -247,8 +247,11 @@ void PlatformLog::read(int flags)
         EXPECT_EQ(record.find(ident), header) << "not a syslog record of ours: " << record;
         const unsigned long priority = strtoul(record.c_str() + 1, nullptr, 10);
         EXPECT_EQ(priority & ~7UL, 3UL << 3) << "facility daemon";
-        records_ +=
-            std::to_string((priority & 7) - 1) + " " + without_line_number(record.substr(header + ident.size())) + "\n";
+        std::string message = without_line_number(record.substr(header + ident.size()));
+        for (size_t end; (end = message.find('\n')) != std::string::npos;) {
+            message.replace(end, 1, "\\n");
+        }
+        records_ += std::to_string((priority & 7) - 1) + " " + message + "\n";
     }
 }
 
@@ -282,6 +285,14 @@ Controller::Controller()
     fs::create_directories("/run/q7net/dhcp");
     for (const char *note : {"/rig/calls", "/rig/state", "/rig/answers"}) {
         fs::remove(note);
+    }
+}
+
+void Controller::interface(const std::string &name, const std::string &operstate)
+{
+    write_file("/sys/class/net/" + name + "/operstate", operstate);
+    for (const char *setting : {"disable_ipv6", "accept_ra", "addr_gen_mode"}) {
+        write_file("/proc/sys/net/ipv6/conf/" + name + "/" + setting, "0\n");
     }
 }
 
@@ -327,6 +338,17 @@ Lines Controller::log()
     }
     EXPECT_EQ(error_log(), both) << "the error log differs from levels 2 to 4 of the platform log";
     return records;
+}
+
+Lines Controller::log_of(const std::string &function)
+{
+    Lines messages;
+    for (const std::string &record : log()) {
+        if (record.substr(2).starts_with(function + " ")) {
+            messages.push_back(record.substr(0, 2) + record.substr(function.size() + 3));
+        }
+    }
+    return messages;
 }
 
 bool Controller::wait_for_message(const std::string &text, int timeout_ms)

@@ -59,6 +59,8 @@ class Controller : public testing::Test
   protected:
     Controller();
 
+    // A network interface, with its files in sysfs and procfs.
+    static void interface(const std::string &name, const std::string &operstate = "up\n");
     // Tells the tools: calls beginning with these words end with this exit status, or signal if negative.
     static void answer(const std::string &words, int status, int delay_ms = 0);
     static Lines calls();       // the tools run since the last time, with their words
@@ -67,6 +69,7 @@ class Controller : public testing::Test
     // "LEVEL function text" of all messages since the last time, having checked that exactly those of levels
     // 2 to 4 stand in the error log too, in this order.
     Lines log();
+    Lines log_of(const std::string &function); // the same of one function: "LEVEL text"
     bool wait_for_message(const std::string &text, int timeout_ms = 10'000);
 
     PlatformLog platform_log;
