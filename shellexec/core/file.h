@@ -6,10 +6,31 @@
 #include <cstring>
 #include <memory>
 
+#include <unistd.h>
+
 struct FileCloser {
     void operator()(FILE *file) const { fclose(file); }
 };
 using File = std::unique_ptr<FILE, FileCloser>;
+
+// Closes a descriptor at the end of its scope.
+class Descriptor
+{
+  public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor()
+    {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    int get() const { return fd_; }
+
+  private:
+    const int fd_;
+};
 
 // The text of an error number, for the length of one message.
 class ErrorText

@@ -89,6 +89,17 @@ struct AutoconfigRequest {
     char autoconf_arg[RD_PAYLOAD_SIZE]; /* the script's argument, empty for none; "disable" stops the agent */
 };
 
+/* RD_CMD_USBNIC: the USB network function that the host server sees. */
+struct UsbnicRequest {
+    uint32_t action;      /* 0 down, 1 up, 2 renew the global IPv6 addresses, 3 create the gadget */
+    uint32_t gadget_flag; /* creating: passed to the gadget script as 1 (non-zero) or 0 */
+    uint32_t dhcp_server; /* up and down: non-zero starts the DHCP server, 0 stops it */
+    char host_mac[RD_MAC_SIZE];
+    char device_mac[RD_MAC_SIZE];
+    uint32_t prefix_length; /* of IPv4 addresses; above 32 counts as 32 */
+    char address[3][RD_ADDRESS_SIZE];
+};
+
 /* RD_CMD_MGMT_RECONFIG: brings the management interface into shape. */
 struct MgmtReconfigRequest {
     uint32_t action;        /* 1: rebuild it; 0: reapply its IPv6 settings; else neither */
@@ -117,6 +128,15 @@ struct ServiceRequest {
     uint32_t action;  /* 0 stop, 1 start, 2 restart */
 };
 
+/* RD_CMD_FIREWALL: switches a firewall rule set. */
+struct FirewallRequest {
+    uint32_t ruleset;   /* 0 mdns, 1 dedipv4, 2 USB NAT, 3 ping, 4 dpufilt */
+    uint32_t operation; /* 1 apply, 0 remove */
+    uint8_t reserved[16];
+    char ifname[RD_IFNAME_SIZE];   /* dedipv4 */
+    char argument[4][RD_MAC_SIZE]; /* dpufilt */
+};
+
 /* RD_CMD_CONJOIN: adds lower interfaces to an existing bond. */
 struct ConjoinRequest {
     char bond[RD_IFNAME_SIZE];
@@ -127,6 +147,49 @@ struct ConjoinRequest {
 struct LinkControlRequest {
     uint32_t state; /* 0: down, else up */
     char ifname[RD_IFNAME_SIZE];
+};
+
+/* RD_CMD_HOSTNAME, RD_CMD_DOMAINNAME, RD_CMD_HOSTS_FILE: the name to set, of at most 257 characters. */
+struct NameRequest {
+    char name[RD_PAYLOAD_SIZE];
+};
+
+/* RD_CMD_ARPING: announces an address by ARP. */
+struct ArpingRequest {
+    char ifname[RD_IFNAME_SIZE];
+    char address[RD_IPV4_SIZE];
+    char gateway[RD_REST_FROM(32)]; /* IPv4 */
+};
+
+/* RD_CMD_BC_IP_RULES: the back channel's IP rules. Texts that begin with "none" stand for no value. */
+struct BcIpRulesRequest {
+    char ifname[RD_IFNAME_SIZE];
+    char address[RD_IPV4_SIZE];
+    char netmask[RD_IPV4_SIZE];
+    char gateway[RD_IPV4_SIZE];
+    char dns[RD_IPV4_SIZE];
+    char table[12]; /* must begin with "rt2" */
+    int32_t option; /* at most 1; 0 is passed on as 0, any other value as 1 */
+    char ded_mac[RD_MAC_SIZE];
+};
+
+/* RD_CMD_VLAN_PRIORITY: the 802.1p priority of all that leaves a VLAN interface. */
+struct VlanPriorityRequest {
+    uint32_t priority; /* 0 to 7 */
+    char ifname[RD_REST_FROM(4)];
+};
+
+/* RD_CMD_SLBC: sets up or tears down the back channel. */
+struct SlbcRequest {
+    uint32_t operation;     /* 1 set up, else tear down */
+    uint32_t topology_lldp; /* 0: all rules; 1: without the final DROP rules; more: fewer still */
+    char ifname[RD_IFNAME_SIZE];
+    char proxy[RD_IPV4_SIZE]; /* may be empty */
+};
+
+/* RD_CMD_SEND_PACKET: sends the frame stored for an interface. */
+struct SendPacketRequest {
+    char ifname[RD_PAYLOAD_SIZE];
 };
 
 /* RD_CMD_IPV4_DAD: probes for another holder of an address. */
@@ -153,10 +216,61 @@ struct InitRequest {
     char secret_seed_b[RD_REST_FROM(117)];
 };
 
+/* RD_CMD_SIDEBAND: adds or deletes the side-band macvlans. */
+struct SidebandRequest {
+    uint32_t operation; /* 1 add, else delete */
+    uint32_t macv2;     /* non-zero: act on macv2 on eth2 */
+    uint32_t macv3;     /* non-zero: act on macv3 on eth3 */
+    uint32_t macve0;    /* non-zero: act on macve0 on usbe0 */
+    char macv2_mac[RD_MAC_SIZE];
+    char macv3_mac[RD_MAC_SIZE];
+};
+
+/* RD_CMD_RESET_MGMT: deletes the management interface. */
+struct ResetMgmtRequest {
+    uint32_t set_mac; /* non-zero: give mac to eth3 and eth2 */
+    uint32_t macsec;  /* non-zero: delete macsec0 too */
+    char ifname[RD_IFNAME_SIZE];
+    char mac[RD_MAC_SIZE];
+};
+
+/* RD_CMD_MIF_FLUSH: takes the global addresses off the management interface. */
+struct MifFlushRequest {
+    uint32_t ipv6_default_route; /* non-zero: flush that too */
+    char ifname[RD_REST_FROM(4)];
+};
+
 /* RD_CMD_DHCP_RELEASE: releases DHCP leases. */
 struct DhcpReleaseRequest {
     int32_t dhcp4; /* non-zero: the IPv4 lease */
     int32_t dhcp6; /* non-zero: the IPv6 lease */
+};
+
+/* RD_CMD_INIT_SMARTNIC: sets up or tears down the smart-NIC layout on a physical interface. */
+struct SmartnicRequest {
+    uint32_t mode; /* 1 set up, 0 tear down */
+    int32_t count; /* of smart-NIC interfaces, at most 4; less than 0 counts as 0 */
+    char snic_mac[4][RD_MAC_SIZE];
+    char lower[RD_IFNAME_SIZE]; /* the management interface */
+    char mif_mac[RD_MAC_SIZE];
+    char physical[RD_REST_FROM(114)];
+};
+
+/* RD_CMD_INIT_FRONTDEDICATED: prepares the front dedicated port. */
+struct FrontdedicatedRequest {
+    uint32_t link_state; /* 0 down, else up */
+    int32_t autoneg;     /* -1 leave alone, 0 off, else on */
+    int32_t speed;       /* Mb/s, when autoneg is 0 */
+    uint32_t duplex;     /* when autoneg is 0; 0: half, else full */
+    char ifname[RD_IFNAME_SIZE];
+    char mac[RD_MAC_SIZE];
+};
+
+/* RD_CMD_INIT_FLOP_USB_NIC: prepares a USB NIC. */
+struct FlopUsbNicRequest {
+    uint32_t link_state; /* 0 down, else up */
+    char ifname[RD_IFNAME_SIZE];
+    char mac[RD_MAC_SIZE];
 };
 
 /* RD_CMD_LINK_TUNING: auto-negotiation, speed and duplex. */
@@ -202,6 +316,20 @@ struct RequestFrame {
         struct DhcpReleaseRequest dhcp_release;
         struct LinkTuningRequest tuning;
         struct StaticAddrRequest static_addrs;
+        struct UsbnicRequest usbnic;
+        struct FirewallRequest firewall;
+        struct NameRequest netname;
+        struct ArpingRequest arping;
+        struct BcIpRulesRequest bc_ip_rules;
+        struct VlanPriorityRequest vlan_priority;
+        struct SlbcRequest slbc;
+        struct SendPacketRequest send_packet;
+        struct SidebandRequest sideband;
+        struct ResetMgmtRequest reset_mgmt;
+        struct MifFlushRequest mif_flush;
+        struct SmartnicRequest smartnic;
+        struct FrontdedicatedRequest frontdedicated;
+        struct FlopUsbNicRequest flop_usb_nic;
     };
 };
 
@@ -275,6 +403,66 @@ RD_AT(static_addrs.address, 48);
 RD_AT(static_addrs.gateway, 94);
 RD_AT(static_addrs.route, 140);
 RD_AT(static_addrs.route[1], 256);
+RD_AT(usbnic.action, 12);
+RD_AT(usbnic.gadget_flag, 16);
+RD_AT(usbnic.dhcp_server, 20);
+RD_AT(usbnic.host_mac, 24);
+RD_AT(usbnic.device_mac, 42);
+RD_AT(usbnic.prefix_length, 60);
+RD_AT(usbnic.address, 64);
+RD_AT(usbnic.address[2], 156);
+RD_AT(firewall.ruleset, 12);
+RD_AT(firewall.operation, 16);
+RD_AT(firewall.ifname, 36);
+RD_AT(firewall.argument, 52);
+RD_AT(firewall.argument[3], 106);
+RD_AT(netname.name, 12);
+RD_AT(arping.ifname, 12);
+RD_AT(arping.address, 28);
+RD_AT(arping.gateway, 44);
+RD_AT(bc_ip_rules.ifname, 12);
+RD_AT(bc_ip_rules.address, 28);
+RD_AT(bc_ip_rules.netmask, 44);
+RD_AT(bc_ip_rules.gateway, 60);
+RD_AT(bc_ip_rules.dns, 76);
+RD_AT(bc_ip_rules.table, 92);
+RD_AT(bc_ip_rules.option, 104);
+RD_AT(bc_ip_rules.ded_mac, 108);
+RD_AT(vlan_priority.priority, 12);
+RD_AT(vlan_priority.ifname, 16);
+RD_AT(slbc.operation, 12);
+RD_AT(slbc.topology_lldp, 16);
+RD_AT(slbc.ifname, 20);
+RD_AT(slbc.proxy, 36);
+RD_AT(send_packet.ifname, 12);
+RD_AT(sideband.operation, 12);
+RD_AT(sideband.macv2, 16);
+RD_AT(sideband.macv3, 20);
+RD_AT(sideband.macve0, 24);
+RD_AT(sideband.macv2_mac, 28);
+RD_AT(sideband.macv3_mac, 46);
+RD_AT(reset_mgmt.set_mac, 12);
+RD_AT(reset_mgmt.macsec, 16);
+RD_AT(reset_mgmt.ifname, 20);
+RD_AT(reset_mgmt.mac, 36);
+RD_AT(mif_flush.ipv6_default_route, 12);
+RD_AT(mif_flush.ifname, 16);
+RD_AT(smartnic.mode, 12);
+RD_AT(smartnic.count, 16);
+RD_AT(smartnic.snic_mac, 20);
+RD_AT(smartnic.snic_mac[3], 74);
+RD_AT(smartnic.lower, 92);
+RD_AT(smartnic.mif_mac, 108);
+RD_AT(smartnic.physical, 126);
+RD_AT(frontdedicated.link_state, 12);
+RD_AT(frontdedicated.autoneg, 16);
+RD_AT(frontdedicated.speed, 20);
+RD_AT(frontdedicated.duplex, 24);
+RD_AT(frontdedicated.ifname, 28);
+RD_AT(frontdedicated.mac, 44);
+RD_AT(flop_usb_nic.link_state, 12);
+RD_AT(flop_usb_nic.ifname, 16);
+RD_AT(flop_usb_nic.mac, 32);
 #undef RD_AT
 
 static_assert(sizeof(struct StaticRouteEntry) == 116, "");

@@ -1,6 +1,12 @@
 #include "core/server.h"
 
 #include "core/protocol.h"
+#include "firewall/policy.h"
+#include "firewall/rulesets.h"
+#include "firewall/slbc.h"
+#include "hostnic/init_nics.h"
+#include "hostnic/sideband.h"
+#include "hostnic/usbnic.h"
 #include "iface/address.h"
 #include "iface/bond.h"
 #include "iface/init.h"
@@ -9,6 +15,8 @@
 #include "iface/static_addrs.h"
 #include "iface/tuning.h"
 #include "log/log.h"
+#include "system/names.h"
+#include "system/probes.h"
 #include "system/service.h"
 
 #include <algorithm>
@@ -84,13 +92,29 @@ static bool rd_run_command(RequestFrame *request, int32_t *rc)
 {
     switch (request->header.cmd) {
     case RD_CMD_AUTOCONFIG: *rc = rd_server_autoconfig_launch(&request->autoconfig); break;
+    case RD_CMD_USBNIC: *rc = rd_usbnic_action(&request->usbnic); break;
     case RD_CMD_MGMT_RECONFIG: *rc = rd_mgmt_iface_reconfig(&request->mgmt); break;
     case RD_CMD_SERVICE: *rc = rd_systemd_service_control(&request->service, request->header.wait); break;
+    case RD_CMD_FIREWALL: *rc = rd_firewall_control(&request->firewall); break;
     case RD_CMD_CONJOIN: *rc = rd_mgmt_iface_conjoin_in_an_inclusive_fashion(&request->conjoin); break;
     case RD_CMD_LINK: *rc = rd_link_control(&request->link); break;
+    case RD_CMD_HOSTNAME: *rc = rd_set_netname(1, &request->netname); break;
+    case RD_CMD_DOMAINNAME: *rc = rd_set_netname(0, &request->netname); break;
+    case RD_CMD_ARPING: *rc = rd_send_arping(&request->arping); break;
+    case RD_CMD_BC_IP_RULES: *rc = rd_back_channel_ip_rules(&request->bc_ip_rules); break;
+    case RD_CMD_VLAN_PRIORITY: *rc = rd_set_vlan_priority(&request->vlan_priority); break;
+    case RD_CMD_SLBC: *rc = rd_slbc_control(&request->slbc); break;
+    case RD_CMD_SEND_PACKET: *rc = rd_send_network_packet(&request->send_packet); break;
+    case RD_CMD_HOSTS_FILE: *rc = rd_update_hosts_file(&request->netname); break;
     case RD_CMD_IPV4_DAD: *rc = rd_ipv4_dad_start(&request->dad); break;
     case RD_CMD_INIT_IFACES: *rc = rd_init_interfaces(&request->init); break;
+    case RD_CMD_SIDEBAND: *rc = rd_sideband_control(&request->sideband); break;
+    case RD_CMD_RESET_MGMT: *rc = rd_reset_mgmt_iface(&request->reset_mgmt); break;
+    case RD_CMD_MIF_FLUSH: *rc = rd_mif_addr_flush(&request->mif_flush); break;
     case RD_CMD_DHCP_RELEASE: *rc = rd_dhcp_release(&request->dhcp_release); break;
+    case RD_CMD_INIT_SMARTNIC: *rc = rd_init_smartnic(&request->smartnic); break;
+    case RD_CMD_INIT_FRONTDEDICATED: *rc = rd_init_frontdedicated(&request->frontdedicated); break;
+    case RD_CMD_INIT_FLOP_USB_NIC: *rc = rd_init_flop_usb_nic(&request->flop_usb_nic); break;
     case RD_CMD_LINK_TUNING: *rc = rd_link_tuning(&request->tuning); break;
     case RD_CMD_STATIC_ADDRS: *rc = rd_apply_static_addrs(&request->static_addrs); break;
     default: return false;
