@@ -281,6 +281,7 @@ Controller::Controller()
         empty("/sys");
         empty("/proc/sys/net");
     }
+    umount2("/run/netns", MNT_DETACH); // made by ip netns
     empty("/run");
     fs::create_directories("/run/q7net/dhcp");
     for (const char *note : {"/rig/calls", "/rig/state", "/rig/answers"}) {
