@@ -3,6 +3,7 @@
 #include "core/file.h"
 #include "log/log.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 
@@ -27,8 +28,11 @@ static void close_descriptors_on_exec()
     if (syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
         return;
     }
-    for (long fd = sysconf(_SC_OPEN_MAX) - 1; fd > STDERR_FILENO; fd--) { // before Linux 5.11
-        fcntl(static_cast<int>(fd), F_SETFD, FD_CLOEXEC);
+    // Before Linux 5.11. The bound keeps this short where the limit is huge; we never have that many.
+    constexpr long kMostDescriptors = 65536;
+    const long limit = sysconf(_SC_OPEN_MAX);
+    for (int fd = STDERR_FILENO + 1; fd < (limit < 0 ? kMostDescriptors : std::min(limit, kMostDescriptors)); fd++) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
     }
 }
 

@@ -32,6 +32,8 @@ std::atomic<int> rd_sigchld_count = 0;
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler changes it");
 
 static constexpr int kReplyTimeoutMs = 5000;
+static constexpr int kLingerMs = 500;
+static constexpr int kQueuedRequests = 4; // of one client, which has one under way if it keeps to the protocol
 static constexpr int kEmptyReceiveLimit = 100;
 
 static zsock_t *rd_open_socket()
@@ -40,7 +42,8 @@ static zsock_t *rd_open_socket()
     zsock_t *socket = zsock_new(ZMQ_REP);
     if (socket != nullptr) {
         zsock_set_maxmsgsize(socket, RD_MAX_MESSAGE); // has no effect once the socket is bound
-        zsock_set_linger(socket, kReplyTimeoutMs);    // or the reply to the terminate command could be lost
+        zsock_set_linger(socket, kLingerMs);          // or the reply to the terminate command could be lost
+        zsock_set_rcvhwm(socket, kQueuedRequests);
         if (zsock_attach(socket, "@" RD_ENDPOINT, true) != 0) {
             zsock_destroy(&socket);
         }
@@ -77,14 +80,9 @@ static int rd_take_request(zsock_t *socket, zframe_t *received, RequestFrame *re
             received = zframe_recv(socket);
             zframe_destroy(&received);
         }
-        RD_ERROR("refused a message of several parts\n");
         return RD_RC_INVALID;
     }
-    if (size < sizeof request->header) {
-        RD_ERROR("refused a message of %zu bytes, too short for a request\n", size);
-        return RD_RC_ABSENT;
-    }
-    return RD_RC_OK;
+    return size < sizeof request->header ? RD_RC_ABSENT : RD_RC_OK;
 }
 
 // Carries a command out. Returns whether there is such a command, and its result.
@@ -168,7 +166,7 @@ int rd_server()
             const auto cmd = static_cast<int32_t>(request.header.cmd);
             RD_DEBUG("server received a msg. cmd:%u/%d\n", tag, cmd);
             if (rc != RD_RC_OK) {
-                // refused, with its reason in the log
+                RD_ERROR("refused a message %s\n", rc == RD_RC_INVALID ? "of several parts" : "without a whole header");
             } else if (cmd == RD_CMD_TERMINATE) {
                 RD_INFO("terminate command received\n");
                 serving = false;

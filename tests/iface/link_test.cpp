@@ -52,7 +52,7 @@ TEST_F(Link, StateActsOnTheFirstFifteenCharacters)
 TEST_F(Link, MacChangeEndsWithTheLinkUp)
 {
     answer("/sbin/ip link set dev eth1 down", 1);
-    answer("/sbin/ip link set dev eth1 address", 2);
+    answer("/sbin/ip link set dev eth1 address", 3);
     EXPECT_EQ(rd_set_iface_mac("eth1", "02:00:00:00:00:01"), 0);
     EXPECT_EQ(rd_set_iface_mac("eth2", "02:00:00:00:00:02"), 0);
     answer("/sbin/ip link set dev eth2 up", 3);

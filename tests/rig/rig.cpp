@@ -55,7 +55,7 @@ static void mount_new(const char *type, const fs::path &target)
     must(mount(type, target.c_str(), type, 0, nullptr) == 0, "mount " + target.string());
 }
 
-static void build_root(Tools tools, const fs::path &root, const fs::path &programs)
+static void build_root(Tools tools, bool real_root, const fs::path &root, const fs::path &programs)
 {
     mount_new("tmpfs", root);
     for (const char *folder : {"rig", "tmp", "run/q7net/dhcp", "etc", "var/lib", "dev", "usr/lib", "usr/sbin"}) {
@@ -72,7 +72,7 @@ static void build_root(Tools tools, const fs::path &root, const fs::path &progra
             fs::create_symlink(fs::path("usr") / library, root / library);
         }
     }
-    std::ofstream(root / "etc/group") << "root:x:0:\nq7net:x:" << (geteuid() == 0 ? 500 : 0) << ":\n";
+    std::ofstream(root / "etc/group") << "root:x:0:\nq7net:x:" << (real_root ? 500 : 0) << ":\n";
     std::ofstream(root / "etc/passwd") << "root:x:0:0:root:/:/bin/sh\n";
     if (tools == Tools::kReal) {
         bind("/usr", root / "usr");
@@ -142,7 +142,7 @@ void enter(Tools tools)
         }
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (depth == 0) {
-            build_root(tools, "/mnt", programs);
+            build_root(tools, user == 0, "/mnt", programs);
         }
     }
 }
