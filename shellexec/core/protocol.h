@@ -246,6 +246,21 @@ struct DhcpReleaseRequest {
     int32_t dhcp6; /* non-zero: the IPv6 lease */
 };
 
+/* RD_CMD_NGM_DEBUG: pings routers and browses for three seconds. */
+struct RouterProbeRequest {
+    int32_t interface_index;         /* to browse on; -1: all; not 0 */
+    int32_t count;                   /* of routers, at most 4; less than 0 counts as 0 */
+    char router[4][RD_ADDRESS_SIZE]; /* IPv6 */
+};
+
+/* RD_CMD_MDNS_BROWSE: starts or stops a browse. */
+struct MdnsBrowseServiceRequest {
+    uint32_t start;                      /* 0: stop, else start */
+    uint32_t firewall;                   /* non-zero: switch the "mdns" rule set too */
+    int32_t interface_index;             /* -1: all; not 0 */
+    char service_type[RD_REST_FROM(12)]; /* 31 characters count */
+};
+
 /* RD_CMD_INIT_SMARTNIC: sets up or tears down the smart-NIC layout on a physical interface. */
 struct SmartnicRequest {
     uint32_t mode; /* 1 set up, 0 tear down */
@@ -327,6 +342,8 @@ struct RequestFrame {
         struct SidebandRequest sideband;
         struct ResetMgmtRequest reset_mgmt;
         struct MifFlushRequest mif_flush;
+        struct RouterProbeRequest ngm_debug;
+        struct MdnsBrowseServiceRequest mdns_browse;
         struct SmartnicRequest smartnic;
         struct FrontdedicatedRequest frontdedicated;
         struct FlopUsbNicRequest flop_usb_nic;
@@ -463,6 +480,14 @@ RD_AT(frontdedicated.mac, 44);
 RD_AT(flop_usb_nic.link_state, 12);
 RD_AT(flop_usb_nic.ifname, 16);
 RD_AT(flop_usb_nic.mac, 32);
+RD_AT(ngm_debug.interface_index, 12);
+RD_AT(ngm_debug.count, 16);
+RD_AT(ngm_debug.router, 20);
+RD_AT(ngm_debug.router[3], 158);
+RD_AT(mdns_browse.start, 12);
+RD_AT(mdns_browse.firewall, 16);
+RD_AT(mdns_browse.interface_index, 20);
+RD_AT(mdns_browse.service_type, 24);
 #undef RD_AT
 
 static_assert(sizeof(struct StaticRouteEntry) == 116, "");

@@ -15,6 +15,7 @@
 #include "iface/static_addrs.h"
 #include "iface/tuning.h"
 #include "log/log.h"
+#include "mdns/commands.h"
 #include "system/names.h"
 #include "system/probes.h"
 #include "system/service.h"
@@ -110,6 +111,8 @@ static bool rd_run_command(RequestFrame *request, int32_t *rc)
     case RD_CMD_RESET_MGMT: *rc = rd_reset_mgmt_iface(&request->reset_mgmt); break;
     case RD_CMD_MIF_FLUSH: *rc = rd_mif_addr_flush(&request->mif_flush); break;
     case RD_CMD_DHCP_RELEASE: *rc = rd_dhcp_release(&request->dhcp_release); break;
+    case RD_CMD_NGM_DEBUG: *rc = rd_ngm_debug(&request->ngm_debug); break;
+    case RD_CMD_MDNS_BROWSE: *rc = rd_mdns_browse_service(&request->mdns_browse); break;
     case RD_CMD_INIT_SMARTNIC: *rc = rd_init_smartnic(&request->smartnic); break;
     case RD_CMD_INIT_FRONTDEDICATED: *rc = rd_init_frontdedicated(&request->frontdedicated); break;
     case RD_CMD_INIT_FLOP_USB_NIC: *rc = rd_init_flop_usb_nic(&request->flop_usb_nic); break;

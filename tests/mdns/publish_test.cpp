@@ -1,0 +1,163 @@
+#include "mdns/publish.h"
+
+#include "mdns/scripted_avahi.h"
+
+using avahi::script;
+using rig::Lines;
+
+class Publish : public rig::Controller
+{
+  protected:
+    Publish() { script = std::make_unique<avahi::Script>(); }
+    ~Publish() override { EXPECT_TRUE(script->live.empty()) << "an object was never freed"; }
+
+    static void client(AvahiClientState state)
+    {
+        script->events.push_back([state] { script->state(state); });
+    }
+    static Lines records(const std::string &type, const std::string &rdata, const std::string &interface = "-1")
+    {
+        const std::string middle = " if=" + interface + " proto=-1 flags=";
+        return {"record ovrak" + middle + "0x108 class=1 type=" + type + " ttl=120 rdata=" + rdata,
+                "record ovrak.local" + middle + "0x109 class=1 type=" + type + " ttl=4500 rdata=" + rdata};
+    }
+    // Publishes over what was scripted; returns what Avahi was asked for.
+    static Lines published(const char *address = "192.168.7.1", const char *interface = "", int result = 0)
+    {
+        EXPECT_EQ(av_publish_start(address, interface), result);
+        return script->asked;
+    }
+};
+
+TEST_F(Publish, RecordsOfARunningClient)
+{
+    client(AVAHI_CLIENT_S_RUNNING);
+    client(AVAHI_CLIENT_S_RUNNING); // they are there already
+    const Lines v4 = records("1", "c0a80701");
+    EXPECT_EQ(published(), (Lines{"poll", "client", "loop", "group", v4[0], v4[1], "commit", "(free group)",
+                                  "free client", "free poll"}));
+    EXPECT_EQ(log(),
+              (Lines{"4 av_publish ", "5 av_publish creating avahi simple poll object",
+                     "5 av_publish created avahi simple poll object", "5 av_publish creating avahi client",
+                     "4 av_client_cb client is running, create dns record", "4 av_create_dns_record publishing IPv4",
+                     "5 av_create_dns_record mDNS publishing DNS record ovrak=192.168.7.1",
+                     "5 av_create_dns_record mDNS published DNS record ovrak=192.168.7.1 on iface #-1",
+                     "5 av_create_dns_record mDNS publishing DNS record ovrak.local=192.168.7.1",
+                     "5 av_create_dns_record mDNS published DNS record ovrak.local=192.168.7.1 on iface #-1",
+                     "4 av_create_dns_record avahi entry group committed",
+                     "4 av_client_cb client is running, create dns record", "5 av_publish poll loop exited",
+                     "4 av_publish exiting", "4 av_publish_start mdns publishing ended rc=0"}));
+}
+
+TEST_F(Publish, AddressFamilyAndInterface)
+{
+    struct {
+        const char *address;
+        const char *interface;
+        Lines records;
+    } const cases[] = {
+        {"fe80::2", "0any", records("28", "fe800000000000000000000000000002")},
+        {"10.0.0.5", "lo", records("1", "0a000005", "1")},
+        {"10.0.0.5", "nosuch0", records("1", "0a000005", "0")},
+        {"999.1.1.1", "lo", {}},
+        {"fe80::0000000000000000000000000000000000000001", "lo", {}},
+    };
+    for (const auto &c : cases) {
+        script = std::make_unique<avahi::Script>();
+        script->in_new.push_back([] { script->state(AVAHI_CLIENT_S_RUNNING); }); // inside avahi_client_new
+        Lines asked = published(c.address, c.interface);
+        EXPECT_EQ(std::count(asked.begin(), asked.end(), "quit"), 0) << "nothing wrong with Avahi";
+        std::erase_if(asked, [](const std::string &line) { return !line.starts_with("record"); });
+        EXPECT_EQ(asked, c.records) << c.address;
+    }
+    EXPECT_EQ(log_of("av_create_dns_record").back(),
+              "2 ERROR - inet-pton conversion error for fe80::000000000000000000000000000000000000000");
+    EXPECT_EQ(av_publish_start(nullptr, "lo"), -1);
+    EXPECT_EQ(av_publish_start("10.0.0.5", nullptr), -1);
+    EXPECT_EQ(log(), Lines(2, "2 av_publish_start ERROR - invalid args"));
+}
+
+TEST_F(Publish, CollisionDropsTheRecordsUntilTheClientRunsAgain)
+{
+    client(AVAHI_CLIENT_CONNECTING);
+    client(AVAHI_CLIENT_S_REGISTERING); // no group yet
+    client(AVAHI_CLIENT_S_RUNNING);
+    script->events.push_back([] { script->group_cb(script->group, AVAHI_ENTRY_GROUP_COLLISION, nullptr); });
+    client(AVAHI_CLIENT_S_COLLISION);
+    client(AVAHI_CLIENT_S_RUNNING);
+    const Lines v4 = records("1", "c0a80701");
+    EXPECT_EQ(published(), (Lines{"poll", "client", "loop", "group", v4[0], v4[1], "commit", "reset", "free group",
+                                  "group", v4[0], v4[1], "commit", "(free group)", "free client", "free poll"}));
+    EXPECT_EQ(log_of("av_client_cb"), (Lines{"4 collision or registering", "4 client is running, create dns record",
+                                             "4 collision or registering", "4 client is running, create dns record"}));
+}
+
+TEST_F(Publish, WhatAvahiRefusesEndsPublishing)
+{
+    const std::pair<std::string, std::string> cases[] = {
+        {"group", "failed to create new avahi group: Operation failed"},
+        {"record ovrak", "mDNS failed to add record ovrak=192.168.7.1: Invalid record"},
+        {"record ovrak.local", "mDNS failed to add record ovrak.local=192.168.7.1: Invalid record"},
+        {"commit", "entry group commit failure: Bad state"},
+    };
+    for (const auto &[failing, message] : cases) {
+        script = std::make_unique<avahi::Script>();
+        script->failing = {failing};
+        script->endless = true; // only the quit ends the loop
+        client(AVAHI_CLIENT_S_RUNNING);
+        const Lines asked = published();
+        EXPECT_EQ(std::count(asked.begin(), asked.end(), "quit"), 1) << failing;
+        const Lines messages = log_of("av_create_dns_record");
+        EXPECT_EQ(messages[messages.size() - 2], "2 ERROR - " + message);
+        EXPECT_EQ(messages.back(), "5 quitting simple_poll");
+        EXPECT_TRUE(script->live.empty());
+    }
+    for (const char *failing : {"poll", "client"}) {
+        script = std::make_unique<avahi::Script>();
+        script->failing = {failing};
+        EXPECT_EQ(published("10.0.0.5", "lo", 18).back(), failing == std::string("poll") ? "poll" : "free poll");
+    }
+    EXPECT_TRUE(wait_for_message("4 av_publish_start mdns publishing ended rc=18"));
+}
+
+TEST_F(Publish, GroupFailureAndClientFailureEndPublishing)
+{
+    script->endless = true;
+    client(AVAHI_CLIENT_S_RUNNING);
+    script->events.push_back([] { script->group_cb(script->group, AVAHI_ENTRY_GROUP_FAILURE, nullptr); });
+    published();
+    EXPECT_EQ(log_of("av_entry_group_callback"),
+              Lines{"5 Avahi entry group failure: Operation failed. quitting simple_poll"});
+
+    script = std::make_unique<avahi::Script>();
+    script->endless = true;
+    client(AVAHI_CLIENT_S_RUNNING);
+    client(AVAHI_CLIENT_FAILURE);
+    const Lines asked = published();
+    EXPECT_EQ(Lines(asked.end() - 4, asked.end()), (Lines{"free group", "quit", "free client", "free poll"}));
+    const Lines messages = log();
+    EXPECT_EQ(Lines(messages.end() - 6, messages.end()),
+              (Lines{"5 av_client_cb avahi daemon restarted: Operation failed", "5 av_client_cb quitting simple_poll",
+                     "4 av_pub_cleanup cleaning up avahi publishing of ovrak.local", "5 av_publish poll loop exited",
+                     "4 av_publish exiting", "4 av_publish_start mdns publishing ended rc=0"}));
+}
+
+TEST_F(Publish, LostDaemonStartsOverAndLeavesNothingBehind)
+{
+    script->error = AVAHI_ERR_DISCONNECTED;
+    const Lines v4 = records("1", "c0a80701");
+    const Lines run = {"poll",   "client", "loop",         "group",       v4[0],      v4[1],
+                       "commit", "quit",   "(free group)", "free client", "free poll"};
+    Lines expected;
+    for (int i = 0; i < 100; i++) {
+        client(AVAHI_CLIENT_S_RUNNING);
+        client(AVAHI_CLIENT_FAILURE);
+        expected.insert(expected.end(), run.begin(), run.end());
+    }
+    script->in_new.resize(100, [] {});
+    script->in_new.push_back([] { script->state(AVAHI_CLIENT_FAILURE); }); // the 101st is lost before its loop runs
+    script->in_new.push_back([] { script->failing = {"poll"}; });
+    const Lines asked = published();
+    EXPECT_EQ(Lines(asked.begin(), asked.begin() + 1100), expected);
+    EXPECT_EQ(log_of("av_publish_start"), Lines{"4 mdns publishing ended rc=0"});
+}

@@ -1,0 +1,267 @@
+#include "mdns/scripted_avahi.h"
+
+#include <avahi-common/simple-watch.h>
+
+namespace avahi
+{
+std::unique_ptr<Script> script;
+}
+
+using avahi::Object;
+using avahi::script;
+
+struct AvahiSimplePoll : Object {
+    std::atomic<bool> quit = false;
+    AvahiPoll api{};
+};
+struct AvahiClient : Object {
+};
+struct AvahiEntryGroup : Object {
+};
+struct AvahiServiceBrowser : Object {
+};
+struct AvahiServiceResolver : Object {
+};
+
+static void note(const std::string &what)
+{
+    const std::lock_guard lock(script->mutex);
+    script->asked.push_back(what);
+}
+
+template <typename T>
+static T *make(const std::string &kind)
+{
+    note(kind);
+    if (script->failing.count(kind) != 0) {
+        return nullptr;
+    }
+    auto *object = new T{};
+    object->kind = kind;
+    const std::lock_guard lock(script->mutex);
+    script->live.insert(object);
+    return object;
+}
+
+template <typename T>
+static T *alive(T *object)
+{
+    const std::lock_guard lock(script->mutex);
+    EXPECT_TRUE(script->live.count(object) != 0) << "not a live object";
+    return object;
+}
+
+template <typename T>
+static void destroy(T *object)
+{
+    note("free " + alive(object)->kind);
+    {
+        const std::lock_guard lock(script->mutex);
+        script->live.erase(object);
+    }
+    delete object;
+}
+
+extern "C" {
+
+AvahiSimplePoll *avahi_simple_poll_new()
+{
+    return make<AvahiSimplePoll>("poll");
+}
+
+const AvahiPoll *avahi_simple_poll_get(AvahiSimplePoll *poll)
+{
+    return &alive(poll)->api;
+}
+
+void avahi_simple_poll_quit(AvahiSimplePoll *poll)
+{
+    note("quit");
+    alive(poll)->quit = true;
+    const std::lock_guard lock(script->mutex);
+    script->changed.notify_all();
+}
+
+int avahi_simple_poll_loop(AvahiSimplePoll *poll)
+{
+    note("loop");
+    std::unique_lock lock(script->mutex);
+    script->running_loops++;
+    script->most_running_loops = std::max(script->most_running_loops, script->running_loops);
+    script->changed.notify_all();
+    while (!poll->quit && (script->endless || !script->events.empty())) {
+        if (script->events.empty()) {
+            script->changed.wait(lock);
+            continue;
+        }
+        const auto event = script->events.front();
+        script->events.pop_front();
+        lock.unlock();
+        event();
+        lock.lock();
+    }
+    script->running_loops--;
+    return poll->quit ? 1 : 0;
+}
+
+void avahi_simple_poll_free(AvahiSimplePoll *poll)
+{
+    destroy(poll);
+}
+
+AvahiClient *avahi_client_new(const AvahiPoll * /*api*/, AvahiClientFlags flags, AvahiClientCallback callback,
+                              void *userdata, int *error)
+{
+    EXPECT_EQ(flags, AVAHI_CLIENT_NO_FAIL);
+    EXPECT_EQ(userdata, nullptr);
+    auto *client = make<AvahiClient>("client");
+    if (client == nullptr && error != nullptr) {
+        *error = AVAHI_ERR_DBUS_ERROR;
+    }
+    if (client != nullptr) {
+        const std::lock_guard lock(script->mutex);
+        script->client = client;
+        script->client_cb = callback;
+    }
+    if (!script->in_new.empty()) {
+        const auto event = script->in_new.front();
+        script->in_new.pop_front();
+        event();
+    }
+    return client;
+}
+
+void avahi_client_free(AvahiClient *client)
+{
+    for (Object *belongs : {static_cast<Object *>(script->group), static_cast<Object *>(script->resolver)}) {
+        const std::lock_guard lock(script->mutex);
+        if (script->live.erase(belongs) != 0) { // goes with its client
+            script->asked.push_back("(free " + belongs->kind + ")");
+        }
+    }
+    destroy(client);
+}
+
+int avahi_client_errno(AvahiClient *client)
+{
+    alive(client);
+    return script->error;
+}
+
+AvahiEntryGroup *avahi_entry_group_new(AvahiClient *client, AvahiEntryGroupCallback callback, void *userdata)
+{
+    alive(client);
+    EXPECT_EQ(userdata, nullptr);
+    auto *group = make<AvahiEntryGroup>("group");
+    script->group = group;
+    script->group_cb = callback;
+    script->group_filled = false;
+    if (group != nullptr) {
+        callback(group, AVAHI_ENTRY_GROUP_UNCOMMITED, userdata);
+    }
+    return group;
+}
+
+int avahi_entry_group_is_empty(AvahiEntryGroup *group)
+{
+    alive(group);
+    return script->group_filled ? 0 : 1;
+}
+
+int avahi_entry_group_add_record(AvahiEntryGroup *group, AvahiIfIndex interface, AvahiProtocol protocol,
+                                 AvahiPublishFlags flags, const char *name, uint16_t clazz, uint16_t type, uint32_t ttl,
+                                 const void *rdata, size_t size)
+{
+    alive(group);
+    char words[256];
+    int length =
+        snprintf(words, sizeof words, "record %s if=%d proto=%d flags=%#x class=%u type=%u ttl=%u rdata=", name,
+                 interface, protocol, flags, clazz, type, ttl);
+    for (size_t i = 0; i < size; i++) {
+        length += snprintf(words + length, sizeof words - static_cast<size_t>(length), "%02x",
+                           static_cast<const unsigned char *>(rdata)[i]);
+    }
+    note(words);
+    script->group_filled = true;
+    return script->failing.count(std::string("record ") + name) != 0 ? AVAHI_ERR_INVALID_RECORD : 0;
+}
+
+int avahi_entry_group_commit(AvahiEntryGroup *group)
+{
+    alive(group);
+    note("commit");
+    return script->failing.count("commit") != 0 ? AVAHI_ERR_BAD_STATE : 0;
+}
+
+int avahi_entry_group_reset(AvahiEntryGroup *group)
+{
+    alive(group);
+    note("reset");
+    return 0;
+}
+
+int avahi_entry_group_free(AvahiEntryGroup *group)
+{
+    destroy(group);
+    return 0;
+}
+
+AvahiClient *avahi_entry_group_get_client(AvahiEntryGroup *group)
+{
+    alive(group);
+    return script->client;
+}
+
+AvahiServiceBrowser *avahi_service_browser_new(AvahiClient *client, AvahiIfIndex interface, AvahiProtocol protocol,
+                                               const char *type, const char *domain, AvahiLookupFlags flags,
+                                               AvahiServiceBrowserCallback callback, void *userdata)
+{
+    EXPECT_TRUE(userdata == alive(client) && domain == nullptr && flags == 0 && protocol == AVAHI_PROTO_UNSPEC);
+    note("browse " + std::string(type) + " if=" + std::to_string(interface));
+    auto *browser = make<AvahiServiceBrowser>("browser");
+    const std::lock_guard lock(script->mutex);
+    script->browser = browser;
+    script->browser_cb = callback;
+    script->browser_data = userdata;
+    return browser;
+}
+
+int avahi_service_browser_free(AvahiServiceBrowser *browser)
+{
+    destroy(browser);
+    return 0;
+}
+
+AvahiClient *avahi_service_browser_get_client(AvahiServiceBrowser *browser)
+{
+    alive(browser);
+    return script->client;
+}
+
+AvahiServiceResolver *avahi_service_resolver_new(AvahiClient *client, AvahiIfIndex interface, AvahiProtocol protocol,
+                                                 const char *name, const char *type, const char *domain,
+                                                 AvahiProtocol address_protocol, AvahiLookupFlags flags,
+                                                 AvahiServiceResolverCallback callback, void *userdata)
+{
+    EXPECT_TRUE(userdata == alive(client) && address_protocol == AVAHI_PROTO_UNSPEC && flags == 0);
+    note("resolve " + std::string(name) + " " + type + " " + domain + " if=" + std::to_string(interface) +
+         " proto=" + std::to_string(protocol));
+    auto *resolver = make<AvahiServiceResolver>("resolver");
+    script->resolver = resolver;
+    script->resolver_cb = callback;
+    return resolver;
+}
+
+int avahi_service_resolver_free(AvahiServiceResolver *resolver)
+{
+    destroy(resolver);
+    return 0;
+}
+
+AvahiClient *avahi_service_resolver_get_client(AvahiServiceResolver *resolver)
+{
+    alive(resolver);
+    return script->client;
+}
+
+} // extern "C"

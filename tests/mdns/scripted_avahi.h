@@ -1,0 +1,71 @@
+// A stand-in for libavahi-client and its poll loop: it does what the test has scripted, writes down what it is asked
+// for, and fails the test when an object is used after it was freed or never freed.
+#pragma once
+
+#include "rig/rig.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <set>
+
+#include <avahi-client/client.h>
+#include <avahi-client/lookup.h>
+#include <avahi-client/publish.h>
+#include <avahi-common/error.h>
+
+namespace avahi
+{
+
+struct Object {
+    std::string kind;
+};
+
+// The script, and what came of it.
+struct Script {
+    using Event = std::function<void()>;
+    std::set<std::string> failing; // "poll", "client", "group", "record 1", "record 2", "commit", "browser", "resolver"
+    int error = AVAHI_ERR_FAILURE; // of the client
+    std::deque<Event> in_new;      // run inside avahi_client_new, one a client
+    std::deque<Event> events;      // run by the loops, in order
+    bool endless = false;          // whether a loop without events waits to be asked to quit, or ends
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    rig::Lines asked;
+    std::set<const void *> live;
+    int running_loops = 0;
+    int most_running_loops = 0;
+
+    // The newest objects and their callbacks.
+    AvahiClient *client = nullptr;
+    AvahiEntryGroup *group = nullptr;
+    AvahiServiceBrowser *browser = nullptr;
+    AvahiServiceResolver *resolver = nullptr;
+    AvahiClientCallback client_cb = nullptr;
+    AvahiEntryGroupCallback group_cb = nullptr;
+    AvahiServiceBrowserCallback browser_cb = nullptr;
+    AvahiServiceResolverCallback resolver_cb = nullptr;
+    void *browser_data = nullptr;
+    bool group_filled = false;
+
+    void state(AvahiClientState state) { client_cb(client, state, nullptr); }
+    void wait_for_loop()
+    {
+        std::unique_lock lock(mutex);
+        EXPECT_TRUE(changed.wait_for(lock, std::chrono::seconds(10), [this] { return running_loops > 0; }));
+    }
+    void wait_for_end() // of all that was made
+    {
+        EXPECT_TRUE(rig::wait_until([this] {
+            const std::lock_guard lock(mutex);
+            return live.empty();
+        }));
+    }
+};
+
+extern std::unique_ptr<Script> script; // renewed for each test
+
+} // namespace avahi
