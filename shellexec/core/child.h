@@ -23,9 +23,8 @@ void rd_clean_child();
 int rd_stdio_to_devnull();
 
 // Reads a PID from the first line of a file, of which at most 11 characters count.
-//   pid  set to the number read, 0 when there is none, 4294967295 for more than 32 bits; untouched when the
-//   file
-//        cannot be opened
+//   pid  set to the number read, 0 when there is none, 4294967295 for more than 32 bits; untouched when the file cannot
+//        be opened
 // Returns 0 for a usable PID (2 to 2147483647), else 1.
 int rd_get_pid_from_file(const char *path, uint32_t *pid);
 

@@ -490,6 +490,20 @@ RD_AT(mdns_browse.interface_index, 20);
 RD_AT(mdns_browse.service_type, 24);
 #undef RD_AT
 
+/* The records whose last field runs to the end of the frame. */
+#define RD_WHOLE(record) static_assert(sizeof(struct record) == RD_PAYLOAD_SIZE, "")
+RD_WHOLE(AutoconfigRequest);
+RD_WHOLE(NameRequest);
+RD_WHOLE(ArpingRequest);
+RD_WHOLE(VlanPriorityRequest);
+RD_WHOLE(SendPacketRequest);
+RD_WHOLE(InitRequest);
+RD_WHOLE(MifFlushRequest);
+RD_WHOLE(LinkTuningRequest);
+RD_WHOLE(SmartnicRequest);
+RD_WHOLE(MdnsBrowseServiceRequest);
+#undef RD_WHOLE
+
 static_assert(sizeof(struct StaticRouteEntry) == 116, "");
 static_assert(offsetof(struct StaticRouteEntry, router) == 18, "");
 static_assert(offsetof(struct StaticRouteEntry, prefix) == 64, "");

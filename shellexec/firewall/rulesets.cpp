@@ -64,9 +64,11 @@ int rd_usb_nat_fw_control(uint32_t operation)
     const bool add = operation == 1;
     auto rules = kUsbNatRules;
     RD_INFO("%s rules being applied in shellexec (%d)\n", add ? "apply" : "remove", static_cast<int>(operation));
-    const int error = rd_write_file(kForwarding, add ? "1\n" : "0\n").error;
-    if (error != 0) {
+    const auto [opened, error] = rd_write_file(kForwarding, add ? "1\n" : "0\n");
+    if (!opened) {
         RD_ERROR("Failed to open file %s %s\n", kForwarding, ErrorText(error).c_str());
+    } else if (error != 0) {
+        RD_ERROR("Failed to write file %s %s\n", kForwarding, ErrorText(error).c_str());
     }
     return rd_change_rules(rules, add, "USB NAT", rd_usb_nat_fw_control);
 }

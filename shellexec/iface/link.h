@@ -33,9 +33,8 @@ int rd_ip_link_set_mac(const char *name, const char *mac);
 
 // Waits until an interface is operationally in a state, looking twice a second.
 //   seconds  the longest wait; less than 1 counts as 1
-//   wanted   a state as in /sys/class/net/NAME/operstate, of which the first two characters are compared;
-//   null:
-//            wait only until the interface exists
+//   wanted   a state as in /sys/class/net/NAME/operstate, of which the first two characters are compared; null: wait
+//            only until the interface exists
 // Returns 1 when the state was reached, 0 when time ran out or, without a wanted state, the interface exists.
 int rd_wait_for_iface_ready(const char *name, int seconds, const char *wanted);
 

@@ -100,9 +100,11 @@ int rd_systemd_service_control(const ServiceRequest *request, uint32_t wait)
     auto argv = kSystemctl;
     argv[1] = kActions[action];
     argv[2] = kUnits[service];
-    RD_INFO("%s %s at %llu\n", argv[2], argv[1], raw_seconds());
+    unsigned long long now = raw_seconds();
+    RD_INFO("%s %s at %llu\n", argv[2], argv[1], now);
     const int rc = rd_exec_cmd(argv.data(), static_cast<int>(wait), 1);
-    RD_INFO("completed %s %s at %llu\n", argv[2], argv[1], raw_seconds());
+    now = raw_seconds();
+    RD_INFO("completed %s %s at %llu\n", argv[2], argv[1], now);
     return rc;
 }
 

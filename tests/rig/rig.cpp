@@ -72,8 +72,8 @@ static void build_root(Tools tools, bool real_root, const fs::path &root, const 
             fs::create_symlink(fs::path("usr") / library, root / library);
         }
     }
-    std::ofstream(root / "etc/group") << "root:x:0:\nq7net:x:" << (real_root ? 500 : 0) << ":\n";
-    std::ofstream(root / "etc/passwd") << "root:x:0:0:root:/:/bin/sh\n";
+    std::ofstream(root / "etc/group") << "root:x:0:\navahi:x:101:\nq7net:x:" << (real_root ? 500 : 0) << ":\n";
+    std::ofstream(root / "etc/passwd") << "root:x:0:0:root:/:/bin/sh\navahi:x:101:101::/:/bin/false\n";
     if (tools == Tools::kReal) {
         bind("/usr", root / "usr");
         fs::create_symlink("usr/bin", root / "bin");

@@ -1,11 +1,9 @@
 // Stands at the path of every tool in the private controller. It notes how it was called and ends as it was told.
 //
-//   /rig/calls    gets the words of each call, one call a line; " (loud)" behind them unless both standard
-//   output and
+//   /rig/calls    gets the words of each call, one call a line; " (loud)" behind them unless both standard output and
 //                 standard error are /dev/null
 //   /rig/state    gets what the last call inherited
-//   /rig/answers  lines "STATUS DELAY_MS WORDS": the first whose WORDS begin the call decides the exit status
-//   (or the
+//   /rig/answers  lines "STATUS DELAY_MS WORDS": the first whose WORDS begin the call decides the exit status (or the
 //                 signal -STATUS) and how long the tool runs; without one it ends at once with 0
 // Statically linked, so that it needs no library in the controller's root.
 

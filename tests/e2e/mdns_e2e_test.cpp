@@ -1,0 +1,120 @@
+// Publishing and browsing with real Avahi daemons: the controller's and one of another machine at the cable's far end.
+
+#include "e2e/shell.h"
+#include "rig/rig.h"
+
+#include <net/if.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using rig::Lines;
+
+class RealMdns : public rig::Controller
+{
+  protected:
+    RealMdns()
+    {
+        shell("ip netns add far; ip link add usbpt type veth peer name peer0 netns far; ip link set lo up;"
+              "ip -n far link set lo up; ip -n far addr add 192.168.7.2/24 dev peer0; ip -n far link set peer0 up;"
+              "ip addr add 192.168.7.1/24 dev usbpt; ip link set usbpt up");
+        fs::create_directories("/run/dbus");
+        fs::create_directories("/run/avahi-daemon");
+        rig::write_file("/run/avahi.conf", "[server]\nuse-ipv4=yes\nuse-ipv6=no\n[wide-area]\nenable-wide-area=no\n");
+        start_bus("/run/dbus/system_bus_socket");
+        start_bus("/run/far_bus");
+        start_avahi();
+        run("ip netns exec far sh -c 'mount -t tmpfs none /run/avahi-daemon; export "
+            "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/far_bus;"
+            "exec avahi-daemon -f /run/avahi.conf --no-drop-root --no-chroot --no-rlimits'");
+        EXPECT_TRUE(rig::wait_until([] { return has(far("avahi-browse -t _none._tcp; echo rc=$?"), "rc=0"); }));
+    }
+    ~RealMdns() override
+    {
+        for (const pid_t pid : started_) {
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
+        }
+        shell("pkill -9 avahi; ip link del usbpt; ip netns del far");
+    }
+    pid_t run(const std::string &command) // in the background
+    {
+        const pid_t pid = fork();
+        if (pid == 0) {
+            execl("/bin/sh", "sh", "-c", ("exec " + command + " >/dev/null 2>&1").c_str(), nullptr);
+            _exit(127);
+        }
+        started_.push_back(pid);
+        return pid;
+    }
+    void start_bus(const std::string &path)
+    {
+        rig::write_file(path + ".conf", "<busconfig><type>system</type><listen>unix:path=" + path +
+                                            "</listen><auth>EXTERNAL</auth>" +
+                                            R"(<policy context="default"><allow user="*"/><allow own="*"/>
+                               <allow send_type="method_call"/><allow send_type="signal"/>
+                               <allow send_requested_reply="true"/><allow receive_type="method_call"/>
+                               <allow receive_type="signal"/><allow receive_requested_reply="true"/>
+                               </policy></busconfig>)");
+        run("dbus-daemon --nofork --config-file=" + path + ".conf");
+        EXPECT_TRUE(rig::wait_until([&] { return fs::exists(path); }));
+    }
+    void start_avahi() { avahi_ = run("avahi-daemon -f /run/avahi.conf --no-drop-root --no-chroot --no-rlimits"); }
+    void stop_avahi()
+    {
+        kill(avahi_, SIGTERM);
+        waitpid(avahi_, nullptr, 0);
+        std::erase(started_, avahi_);
+    }
+    static std::string far(const std::string &command)
+    {
+        return shell("DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/far_bus ip netns exec far " + command);
+    }
+    static bool far_resolves()
+    {
+        return rig::wait_until(
+            [] { return has(far("timeout 2 avahi-resolve -4 -n ovrak.local"), "ovrak.local\t192.168.7.1"); }, 20'000);
+    }
+
+  private:
+    std::vector<pid_t> started_;
+    pid_t avahi_ = -1;
+};
+
+TEST_F(RealMdns, HostRecordIsSeenAtTheFarEndAndOutlivesTheDaemon)
+{
+    rig::Daemon publisher({"mdnspub", "192.168.7.1"});
+    EXPECT_TRUE(far_resolves());
+    EXPECT_TRUE(wait_for_message("mDNS published DNS record ovrak.local=192.168.7.1 on iface #" +
+                                 std::to_string(if_nametoindex("usbpt"))));
+    const size_t descriptors = rig::open_descriptors(publisher.pid());
+    for (int i = 0; i < 3; i++) {
+        platform_log.take();
+        stop_avahi();
+        EXPECT_TRUE(wait_for_message("5 av_client_cb avahi daemon restarted: Daemon connection failed"));
+        start_avahi();
+        EXPECT_TRUE(wait_for_message("4 av_create_dns_record avahi entry group committed", 20'000));
+    }
+    EXPECT_TRUE(far_resolves());
+    EXPECT_EQ(rig::open_descriptors(publisher.pid()), descriptors);
+    EXPECT_EQ(kill(publisher.pid(), 0), 0) << "the same process";
+}
+
+TEST_F(RealMdns, ProvisioningServiceOfTheFarEndLandsInItsFile)
+{
+    rig::Daemon daemon;
+    rig::Client client;
+    run("env DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/far_bus ip netns exec far avahi-publish -s far "
+        "_zerotouchprovsrv._tcp 4711 other=1 args=touch");
+    MdnsBrowseServiceRequest browse{.start = 1,
+                                    .interface_index = static_cast<int32_t>(if_nametoindex("usbpt")),
+                                    .service_type = "_zerotouchprovsrv._tcp"};
+    EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+    EXPECT_TRUE(rig::wait_until([] { return rig::read_file("/run/q7net/dhcp/vsizt") == "VSI=touch\n"; }, 20'000));
+    EXPECT_TRUE(wait_for_message("192.168.7.2"));
+    browse.start = 0;
+    EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+    EXPECT_TRUE(wait_for_message("5 av_mdns_browse_thread thread exiting..."));
+    const RouterProbeRequest probe{.interface_index = browse.interface_index};
+    EXPECT_EQ(client.request(RD_CMD_NGM_DEBUG, probe), 0);
+    stop_avahi();
+}
