@@ -116,7 +116,9 @@ TEST_F(RealHost, StoredFrameLeavesByteForByte)
     rig::Daemon daemon;
     rig::Client client;
     Receiver far("fareth2");
-    shell("ip link set eth2 mtu 2000; ip link set fareth2 mtu 2000");
+    shell("ip link set eth2 mtu 2000; ip link set fareth2 mtu 2000"); // 1500 lets no untagged frame of 1522 bytes pass
+    client.request(RD_CMD_SEND_PACKET, "");                           // opens the logger's connection
+    const size_t descriptors = rig::open_descriptors(daemon.pid());
     for (const size_t size : {64U, 1000U, 1522U, 2000U}) {
         std::string frame("\x01\x80\xc2\x00\x00\x0e\x02\x00\x00\x00\x00\x01\x88\xcc", 14);
         for (size_t i = frame.size(); i < size; i++) {
@@ -127,6 +129,7 @@ TEST_F(RealHost, StoredFrameLeavesByteForByte)
         EXPECT_EQ(client.request(RD_CMD_SEND_PACKET, "eth2"), static_cast<int>(sent.size()));
         EXPECT_TRUE(far.next(0x88cc) == sent) << size;
     }
+    EXPECT_EQ(rig::open_descriptors(daemon.pid()), descriptors);
 }
 
 TEST_F(RealHost, ArpingReachesTheFarEnd)

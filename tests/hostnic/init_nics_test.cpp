@@ -49,8 +49,8 @@ TEST_F(InitNics, SmartnicSetUp)
         expected.push_back("/sbin/ip " + std::string(step));
     }
     EXPECT_EQ(calls(), expected);
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/bond0/disable_ipv6"), "1\n");
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/sd1/accept_dad"), "2\n");
+    EXPECT_EQ(ipv6("bond0"), "123");
+    EXPECT_EQ(ipv6("sd0") + ipv6("sd1"), "003003");
     EXPECT_EQ(log_of("rd_init_smartnic"),
               (Lines{"4 ", "4 deleting interface bond0", "2 ERROR - failed to delete bond0", "4 set sd0 up rc=0",
                      "4 set sd0 static addr rc=0", "4 set sd1 up rc=0", "4 set sd1 static addr rc=512"}));
@@ -118,13 +118,21 @@ TEST_F(InitNics, FrontdedicatedAndUsbNic)
     EXPECT_EQ(rd_init_frontdedicated(&untuned), 0);
     EXPECT_EQ(calls().size(), 4U) << "no ethtool";
 
+    EXPECT_EQ(ipv6("eth5"), "123");
+    const FrontdedicatedRequest forced{
+        .link_state = 1, .autoneg = 0, .speed = 12345, .duplex = 1, .ifname = "eth5", .mac = "02::1"};
+    EXPECT_EQ(rd_init_frontdedicated(&forced), 0) << "as the values stand";
+    EXPECT_EQ(calls()[4], "/usr/sbin/ethtool -s eth5 autoneg off speed 12345 duplex full");
+    interface("eth5");
+    log();
+
     const FlopUsbNicRequest usb{.link_state = 0, .ifname = "eth5", .mac = "02::1"};
     answer("/sbin/ip link set dev eth5 down", 2);
     EXPECT_EQ(rd_init_flop_usb_nic(&usb), 512);
     EXPECT_EQ(calls(), (Lines{"/sbin/ip link set dev eth5 down", "/sbin/ip link set dev eth5 address 02::1",
                               "/sbin/ip link set dev eth5 up", "/sbin/ip link set dev eth5 down"}));
     EXPECT_EQ(log_of("rd_init_flop_usb_nic"), (Lines{"4 set eth5 hwaddr rc=0", "4 set eth5 link 0 rc=512"}));
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/eth5/disable_ipv6"), "1\n");
+    EXPECT_EQ(ipv6("eth5"), "123");
 
     FrontdedicatedRequest bad_front{.ifname = "a b", .mac = "0x"};
     FlopUsbNicRequest bad_usb{.ifname = "a b", .mac = "0x"};

@@ -88,11 +88,19 @@ TEST_F(Address, ProbeLeavesAMarkerWhileTheAddressIsTaken)
 {
     const DadRequest request{"eth0", "192.168.1.10", 24};
     answer("/bin/arping", 1);
+    answer("/sbin/ip addr del", 0, 300);
+    std::thread reader([] {
+        EXPECT_TRUE(rig::wait_until([] { return rig::read_file("/rig/calls").find("addr del") != std::string::npos; }));
+        EXPECT_FALSE(fs::exists(kMarker)) << "who finds the marker finds the address gone";
+    });
     EXPECT_EQ(rd_ipv4_dad_start(&request), 0);
+    reader.join();
     EXPECT_EQ(calls(), (Lines{kProbe, "/sbin/ip addr del 192.168.1.10/24 dev eth0"}));
     EXPECT_EQ(rig::read_file(kMarker), "IPv4DAD_CONFLICT=192.168.1.10");
     EXPECT_EQ(log(), Lines{"2 rd_ipv4_dad_start ERROR - IPv4 duplicate address detected on eth0: 192.168.1.10/24"});
 
+    fs::remove("/rig/answers");
+    answer("/bin/arping", 1);
     answer("/sbin/ip addr del", 2);
     EXPECT_EQ(rd_ipv4_dad_start(&request), 512);
     const DadRequest longest{"abcdefgh1234567", "111.111.111.111", 32};
@@ -192,7 +200,10 @@ TEST_F(Address, AutoconfigurationOnlyIgnoresTheRest)
     request.autoconfig_only = 1;
     EXPECT_EQ(applied(request), Lines{});
     EXPECT_EQ(log_of("rd_configure_ipv6"), Lines{"4 eth0 enable:1 autoconfig:0"});
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/eth0/addr_gen_mode"), "0\n");
+    EXPECT_EQ(ipv6("eth0"), "003");
+    request.autoconfig = 1;
+    applied(request);
+    EXPECT_EQ(ipv6("eth0"), "013");
 }
 
 TEST_F(Address, FullFieldsAreCutToTheirWidth)
@@ -200,10 +211,13 @@ TEST_F(Address, FullFieldsAreCutToTheirWidth)
     StaticAddrRequest request;
     memset(&request, '1', sizeof request);
     request.autoconfig_only = 0;
+    strcpy(request.route[1].router, "fe80::2"); // its neighbour is entered, with the link-layer address before it
     const std::string name(15, '1');
     const std::string text(45, '1');
     const Lines commands = applied(request);
-    ASSERT_EQ(commands.size(), 6U);
+    ASSERT_EQ(commands.size(), 7U);
+    EXPECT_EQ(commands[6],
+              "/sbin/ip neigh replace fe80::2 lladdr " + std::string(17, '1') + " nud perm dev " + name + " (loud)");
     EXPECT_EQ(commands[0], "/sbin/ip addr add " + text + "/825 dev " + name + kForever);
     EXPECT_EQ(commands[2], "/sbin/ip route append default via " + text + " dev " + name + " proto static onlink");
     EXPECT_EQ(commands[3],

@@ -29,16 +29,25 @@ TEST_F(Bond, ActiveBackupIsMonitored)
     const char lowers[3][16] = {"eth0", "", "eth2"};
     answer("/sbin/ip link set dev eth0 down", 1);
     answer("/sbin/ip link set dev eth2 master", 2);
-    rd_add_bond("bond0", lowers, 3, "02:00:00:00:00:01", 1, 1, 0, -1);
+    rd_add_bond("bond0", lowers, 3, "02:00:00:00:00:01", 1, 1, 0, 2);
     EXPECT_EQ(calls(), (Lines{"/sbin/ip link add dev bond0 address 02:00:00:00:00:01 type bond mode active-backup",
                               "/sbin/ip link set dev bond0 up", "/sbin/ip link set dev eth0 down",
                               "/sbin/ip link set dev eth0 master bond0", "/sbin/ip link set dev eth2 down",
                               "/sbin/ip link set dev eth2 master bond0"}));
     EXPECT_EQ(settings(), (Lines{"1000", "5000", "eth0", "1\n", "(none)"}));
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/bond0/accept_dad"), "2\n");
-    EXPECT_EQ(log_of("rd_add_bond"), (Lines{"4 bond bond0 mac 02:00:00:00:00:01 mode active-backup rc=0",
-                                            "2 ERROR - failed to set link down on eth0 rc=256",
-                                            "4 enjoin eth0 to bond0 rc=0", "4 enjoin eth2 to bond0 rc=512"}));
+    EXPECT_EQ(ipv6("bond0"), "002");
+    Lines messages = log();
+    std::erase_if(messages, [](const std::string &m) { return m.find("rd_ipv6_setting") != std::string::npos; });
+    EXPECT_EQ(messages, (Lines{"4 rd_add_bond bond bond0 mac 02:00:00:00:00:01 mode active-backup rc=0",
+                               "4 rd_configure_ipv6 bond0 enable:1 autoconfig:0", "4 rd_link_control set bond0 up rc=0",
+                               "4 rd_link_control set eth0 down rc=256",
+                               "2 rd_add_bond ERROR - failed to set link down on eth0 rc=256",
+                               "4 rd_add_bond enjoin eth0 to bond0 rc=0", "4 rd_link_control set eth2 down rc=0",
+                               "4 rd_add_bond enjoin eth2 to bond0 rc=512"}));
+
+    const char only_second[2][16] = {"", "eth2"};
+    rd_add_bond("bond0", only_second, 2, "02:00:00:00:00:01", 1, 0, 0, -1);
+    EXPECT_EQ(settings()[2], "") << "the primary is the first slot, even an empty one";
 }
 
 TEST_F(Bond, BroadcastHasNoSettings)
@@ -80,7 +89,7 @@ TEST_F(Bond, ConjoinEnslavesAndMakesTheFirstPrimary)
     request = {"bond0", {"", "", ""}};
     EXPECT_EQ(rd_mgmt_iface_conjoin_in_an_inclusive_fashion(&request), 0);
     EXPECT_EQ(calls(), Lines{});
-    EXPECT_EQ(settings()[2], "");
+    EXPECT_EQ(settings()[2] + settings()[4], "");
 }
 
 TEST_F(Bond, ConjoinChecksAllNamesBeforeItChangesAnything)

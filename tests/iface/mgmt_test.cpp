@@ -63,15 +63,54 @@ TEST_F(Mgmt, RebuildsAsMacvlan)
     EXPECT_EQ(calls(), (Lines{"/sbin/ip link delete dev bond0",
                               "/sbin/ip link add bond0 link eth0 type macvlan mode passthru nopromisc"} +
                         common("bond0", "bond0")));
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/eth0/disable_ipv6"), "1\n");
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/bond0/accept_ra"), "1\n");
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/bond0/addr_gen_mode"), "2\n");
+    EXPECT_EQ(ipv6("eth0") + ipv6("bond0"), "123012");
     EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/bond0/hop_limit"), "64\n");
     EXPECT_EQ(log_of("rd_mgmt_iface_reconfig"),
               (Lines{"4 action:1 macvlan:1 vlan:0", "4 mif:bond0 ded: ded2: linkstate mif:1 ded:0", "4 lwr1:eth0",
                      "4 lwr2:", "4 lwr3:eth2", "4 i6 ena:1 i6 auto:1 hoplimit:64 stabpriv:2",
                      "3 WARN - failed to reset bond0 rc=256", "4 flushed static IPv4 addresses on bond0 rc=0",
                      "4 flushed static IPv6 addresses on bond0 rc=0"}));
+}
+
+// Every step in its order, file writes included.
+TEST_F(Mgmt, RebuildsAsMacvlanBelowAVlan)
+{
+    for (const char *name : {"eth0", "bond0", "bond0.100"}) {
+        interface(name);
+    }
+    MgmtReconfigRequest rebuild = request(1);
+    rebuild.vlan = 100;
+    rebuild.hoplimit = 64;
+    EXPECT_EQ(rd_mgmt_iface_reconfig(&rebuild), 0);
+    EXPECT_EQ(ipv6("eth0") + ipv6("bond0") + ipv6("bond0.100"), "123123012");
+    Lines messages = log();
+    EXPECT_EQ(Lines(messages.begin() + 6, messages.end()),
+              (Lines{"4 rd_add_macvlan macvlan bond0 lower eth0 rc=0",
+                     "4 rd_configure_ipv6 eth0 enable:0 autoconfig:0",
+                     "5 rd_ipv6_setting eth0 disable_ipv6 val:1 OK",
+                     "4 rd_configure_ipv6 bond0 enable:0 autoconfig:0",
+                     "5 rd_ipv6_setting bond0 disable_ipv6 val:1 OK",
+                     "4 rd_add_vlan vlan bond0.100 lower bond0 id 100 rc=0",
+                     "4 rd_configure_ipv6 bond0.100 enable:1 autoconfig:1",
+                     "4 rd_configure_ipv6 IPv6 autoconfig transition on bond0.100",
+                     "5 rd_ipv6_setting bond0.100 disable_ipv6 val:1 OK",
+                     "5 rd_ipv6_setting bond0.100 accept_ra val:1 OK",
+                     "5 rd_ipv6_setting bond0.100 accept_dad val:2 OK",
+                     "5 rd_ipv6_setting bond0.100 accept_ra_rt_info_max_plen val:128 OK",
+                     "5 rd_ipv6_setting bond0.100 addr_gen_mode val:2 OK",
+                     "5 rd_ipv6_setting bond0.100 disable_ipv6 val:0 OK",
+                     "4 rd_add_vlan ipv6 configured for bond0.100",
+                     "4 rd_link_control set bond0.100 up rc=0",
+                     "4 rd_link_control set bond0 up rc=0",
+                     "4 rd_mgmt_iface_reconfig flushed static IPv4 addresses on bond0.100 rc=0",
+                     "4 rd_mgmt_iface_reconfig flushed static IPv6 addresses on bond0.100 rc=0",
+                     "4 rd_link_control set bond0.100 up rc=0",
+                     "4 rd_set_ip6_hoplimit wrote 64 to /proc/sys/net/ipv6/conf/bond0.100/hop_limit chars:3"}));
+
+    answer("/sbin/ip link add link", 2);
+    rd_mgmt_iface_reconfig(&rebuild);
+    messages = log_of("rd_mgmt_iface_reconfig");
+    EXPECT_EQ(messages[6], "2 ERROR - Failed to add vlan 100 on bond0 rc=512");
 }
 
 TEST_F(Mgmt, RebuildsAsBondBelowAVlan)
@@ -90,8 +129,7 @@ TEST_F(Mgmt, RebuildsAsBondBelowAVlan)
                               "/sbin/ip link add link bond0 name bond0.100 type vlan id 100",
                               "/sbin/ip link set dev bond0.100 up"} +
                         common("bond0", "bond0.100")));
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/bond0/disable_ipv6"), "1\n");
-    EXPECT_EQ(rig::read_file("/proc/sys/net/ipv6/conf/bond0.100/accept_ra"), "1\n");
+    EXPECT_EQ(ipv6("bond0") + ipv6("bond0.100"), "123012");
 }
 
 TEST_F(Mgmt, OnlyReappliesOrOnlyDoesTheCommonSteps)
@@ -105,7 +143,7 @@ TEST_F(Mgmt, OnlyReappliesOrOnlyDoesTheCommonSteps)
               (Lines{"4 bond0.4094 enable:1 autoconfig:1", "4 IPv6 autoconfig transition on bond0.4094"}));
 
     MgmtReconfigRequest neither = request(2);
-    neither.vlan = 4095; // treated as none
+    neither.vlan = 2147483648; // above 4094, treated as none
     neither.mtu = 10000;
     EXPECT_EQ(rd_mgmt_iface_reconfig(&neither), 0);
     EXPECT_EQ(calls(), common("bond0", "bond0", "1000"));

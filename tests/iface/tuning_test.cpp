@@ -25,6 +25,9 @@ TEST_F(Tuning, RefusesBadArguments)
     EXPECT_EQ(tune(1, 0, 0, 0, "eth-1"), 12);
     EXPECT_EQ(tune(1, 0, 0, 0, std::string(129, '1')), 12);
     EXPECT_EQ(log(), Lines(5, "2 rd_link_tuning ERROR - Invalid arguments"));
+    EXPECT_EQ(tune(0, 11, 0, 0, "eth 1"), 14) << "a space is accepted in a name";
+    EXPECT_EQ(tune(0, 11, 0, 0, std::string(128, '1')), 14);
+    log();
     for (const uint32_t speed : {0U, 11U, 1000000U, 4294967295U}) {
         EXPECT_EQ(tune(0, speed, 1, 1), 14);
     }

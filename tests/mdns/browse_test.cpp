@@ -283,7 +283,7 @@ TEST_F(Browse, HundredsOfStartsAndStopsLeaveNothing)
     const size_t descriptors = rig::open_descriptors(getpid()); // with the logger's connection
     for (int i = 0; i < 500; i++) {
         browse(i % 7 == 6 ? 0 : 1, "_" + std::to_string(i) + "._tcp");
-        if (i % 13 == 0) {
+        if (i % 13 == 0 && i % 7 != 6) {
             script->wait_for_loop();
         }
     }

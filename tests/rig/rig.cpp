@@ -292,9 +292,10 @@ Controller::Controller()
 void Controller::interface(const std::string &name, const std::string &operstate)
 {
     write_file("/sys/class/net/" + name + "/operstate", operstate);
-    for (const char *setting : {"disable_ipv6", "accept_ra", "addr_gen_mode"}) {
-        write_file("/proc/sys/net/ipv6/conf/" + name + "/" + setting, "0\n");
-    }
+    const std::string conf = "/proc/sys/net/ipv6/conf/" + name + "/";
+    write_file(conf + "disable_ipv6", "0\n");
+    write_file(conf + "accept_ra", "2\n");
+    write_file(conf + "addr_gen_mode", "3\n");
 }
 
 void Controller::answer(const std::string &words, int status, int delay_ms)
@@ -350,6 +351,15 @@ Lines Controller::log_of(const std::string &function)
         }
     }
     return messages;
+}
+
+std::string Controller::ipv6(const std::string &name)
+{
+    std::string settings;
+    for (const char *setting : {"disable_ipv6", "accept_ra", "addr_gen_mode"}) {
+        settings += read_file("/proc/sys/net/ipv6/conf/" + name + "/" + setting)[0];
+    }
+    return settings;
 }
 
 bool Controller::wait_for_message(const std::string &text, int timeout_ms)
