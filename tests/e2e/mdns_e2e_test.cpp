@@ -17,15 +17,12 @@ class RealMdns : public rig::Controller
         shell("ip netns add far; ip link add usbpt type veth peer name peer0 netns far; ip link set lo up;"
               "ip -n far link set lo up; ip -n far addr add 192.168.7.2/24 dev peer0; ip -n far link set peer0 up;"
               "ip addr add 192.168.7.1/24 dev usbpt; ip link set usbpt up");
-        fs::create_directories("/run/dbus");
-        fs::create_directories("/run/avahi-daemon");
-        rig::write_file("/run/avahi.conf", "[server]\nuse-ipv4=yes\nuse-ipv6=no\n[wide-area]\nenable-wide-area=no\n");
-        start_bus("/run/dbus/system_bus_socket");
-        start_bus("/run/far_bus");
+        run("/rig/q7avahi bus");
+        run("/rig/q7avahi far bus");
+        EXPECT_TRUE(
+            rig::wait_until([] { return fs::exists("/run/dbus/system_bus_socket") && fs::exists("/run/far/bus"); }));
         start_avahi();
-        run("ip netns exec far sh -c 'mount -t tmpfs none /run/avahi-daemon; export "
-            "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/far_bus;"
-            "exec avahi-daemon -f /run/avahi.conf --no-drop-root --no-chroot --no-rlimits'");
+        run("/rig/q7avahi far daemon");
         EXPECT_TRUE(rig::wait_until([] { return has(far("avahi-browse -t _none._tcp; echo rc=$?"), "rc=0"); }));
     }
     ~RealMdns() override
@@ -46,29 +43,14 @@ class RealMdns : public rig::Controller
         started_.push_back(pid);
         return pid;
     }
-    void start_bus(const std::string &path)
-    {
-        rig::write_file(path + ".conf", "<busconfig><type>system</type><listen>unix:path=" + path +
-                                            "</listen><auth>EXTERNAL</auth>" +
-                                            R"(<policy context="default"><allow user="*"/><allow own="*"/>
-                               <allow send_type="method_call"/><allow send_type="signal"/>
-                               <allow send_requested_reply="true"/><allow receive_type="method_call"/>
-                               <allow receive_type="signal"/><allow receive_requested_reply="true"/>
-                               </policy></busconfig>)");
-        run("dbus-daemon --nofork --config-file=" + path + ".conf");
-        EXPECT_TRUE(rig::wait_until([&] { return fs::exists(path); }));
-    }
-    void start_avahi() { avahi_ = run("avahi-daemon -f /run/avahi.conf --no-drop-root --no-chroot --no-rlimits"); }
+    void start_avahi() { avahi_ = run("/rig/q7avahi daemon"); }
     void stop_avahi()
     {
         kill(avahi_, SIGTERM);
         waitpid(avahi_, nullptr, 0);
         std::erase(started_, avahi_);
     }
-    static std::string far(const std::string &command)
-    {
-        return shell("DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/far_bus ip netns exec far " + command);
-    }
+    static std::string far(const std::string &command) { return shell("/rig/q7avahi far run " + command); }
     static bool far_resolves()
     {
         return rig::wait_until(
@@ -103,7 +85,7 @@ TEST_F(RealMdns, ProvisioningServiceOfTheFarEndLandsInItsFile)
 {
     rig::Daemon daemon;
     rig::Client client;
-    run("env DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/far_bus ip netns exec far avahi-publish -s far "
+    run("/rig/q7avahi far run avahi-publish -s far "
         "_zerotouchprovsrv._tcp 4711 other=1 args=touch");
     MdnsBrowseServiceRequest browse{.start = 1,
                                     .interface_index = static_cast<int32_t>(if_nametoindex("usbpt")),
