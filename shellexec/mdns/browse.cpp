@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <strings.h>
+#include <utility>
 
 #include <avahi-client/lookup.h>
 #include <avahi-common/error.h>
@@ -97,18 +98,25 @@ static void av_get_mdns_txt_data(AvahiStringList *txt, const char *type, char (&
         char *key = nullptr;
         char *value = nullptr;
         const int rc = avahi_string_list_get_pair(txt, &key, &value, nullptr);
+        if (rc < 0) { // nothing was handed over, though key may still point to what Avahi has freed
+            key = nullptr;
+            value = nullptr;
+        }
         make_printable(key);
         make_printable(value);
         RD_INFO("keypair: %s = %s\n", key != nullptr ? key : "(null)", value != nullptr ? value : "(null)");
-        if (rc >= 0 && key != nullptr && value != nullptr) { // an item without a value announces nothing
+        if (key != nullptr && value != nullptr) { // an item without a value announces nothing
             if (is_provisioning(type)) {
                 if (strcasecmp(key, "args") == 0) {
                     char line[300];
                     rd_format(line, "VSI=%s\n", value);
-                    if (rd_write_file(kProvisioningFile, line).error == 0) {
-                        RD_INFO("updated zt file\n");
-                    } else {
+                    const auto [opened, error] = rd_write_file(kProvisioningFile, line);
+                    if (!opened) {
                         RD_ERROR("unable to open zt file\n");
+                    } else if (error != 0) {
+                        RD_ERROR("unable to write zt file %s\n", ErrorText(error).c_str());
+                    } else {
+                        RD_INFO("updated zt file\n");
                     }
                 }
             } else if (strcasecmp(key, "DEF_DEVICETYPE") == 0) {
@@ -279,13 +287,18 @@ int av_start_mdns_console_browse(int32_t interface_index, const char *service_ty
     request->cycles = 1;
     request->interface_index = interface_index;
     rd_format(request->service_type, "%s", service_type);
+    const MdnsBrowseRequest *before = nullptr;
     {
         const std::lock_guard guard(browse_guard);
-        newest_browse = request;
+        before = std::exchange(newest_browse, request);
     }
     const int rc = create_browse_thread(request);
     if (rc != 0) {
         RD_ERROR("creating mdns browse thread rc=%d\n", rc);
+        {
+            const std::lock_guard guard(browse_guard);
+            newest_browse = before; // which may not have entered the slot yet
+        }
         free(request);
         return rc;
     }

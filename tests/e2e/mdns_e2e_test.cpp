@@ -96,7 +96,45 @@ TEST_F(RealMdns, ProvisioningServiceOfTheFarEndLandsInItsFile)
     browse.start = 0;
     EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
     EXPECT_TRUE(wait_for_message("5 av_mdns_browse_thread thread exiting..."));
-    const RouterProbeRequest probe{.interface_index = browse.interface_index};
-    EXPECT_EQ(client.request(RD_CMD_NGM_DEBUG, probe), 0);
+
+    // Starts and stops leave no descriptor and no thread.
+    const size_t descriptors = rig::open_descriptors(daemon.pid());
+    for (int i = 0; i < 10; i++) {
+        browse.start = 1;
+        EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+        zclock_sleep(50);
+    }
+    browse.start = 0;
+    EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+    EXPECT_TRUE(rig::wait_until([&] { return rig::open_descriptors(daemon.pid()) == descriptors; }));
+    EXPECT_FALSE(has(shell("cat /proc/" + std::to_string(daemon.pid()) + "/task/*/comm"), "av_mdns"));
+
+    // The daemon dies during a browse: the cycle ends.
+    browse.start = 1;
+    EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+    platform_log.take();
+    zclock_sleep(200);
     stop_avahi();
+    EXPECT_TRUE(wait_for_message("4 av_mdns_browse_client_cb cant connect to server: Daemon connection failed"));
+    EXPECT_TRUE(wait_for_message("5 av_mdns_browse_thread thread exiting..."));
+}
+
+TEST_F(RealMdns, OthersWaitForTheDebugBrowseThenAreServed)
+{
+    rig::Daemon daemon;
+    run("/rig/q7avahi far run avahi-publish -s redfish _Redfish._tcp 443 DEF_DEVICETYPE=ServerModule DEF_SLOTINFO=07");
+    zclock_sleep(1500);
+    const int64_t start = zclock_mono();
+    std::thread other([start] {
+        zclock_sleep(500);
+        rig::Client client;
+        EXPECT_EQ(client.request(RD_CMD_LINK, LinkControlRequest{1, "lo"}), 0);
+        EXPECT_GE(zclock_mono() - start, 2999);
+    });
+    rig::Client client;
+    const RouterProbeRequest probe{.interface_index = static_cast<int32_t>(if_nametoindex("usbpt"))};
+    EXPECT_EQ(client.request(RD_CMD_NGM_DEBUG, probe), 0);
+    EXPECT_GE(zclock_mono() - start, 2999);
+    other.join();
+    EXPECT_TRUE(wait_for_message("ServerMod-07 192.168.7.2"));
 }

@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 #include <avahi-common/strlst.h>
+#include <sys/resource.h>
 
 using avahi::script;
 using rig::Lines;
@@ -102,6 +103,14 @@ TEST_F(Browse, RunsFromStartToStop)
     EXPECT_EQ(calls(), Lines{"/etc/sysapps_script/network/fwctrl.sh mdns remove"});
     script->wait_for_loop();
     EXPECT_EQ(threads(), 1U) << "named av_mdns";
+    in_loop([] {
+        sigset_t blocked;
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        EXPECT_EQ(sigismember(&blocked, SIGCHLD), 1) << "it is for the server thread";
+    });
+    sigset_t own;
+    pthread_sigmask(SIG_SETMASK, nullptr, &own);
+    EXPECT_EQ(sigismember(&own, SIGCHLD), 0);
     EXPECT_EQ(browse(0, "any", 1, 1), 0);
     EXPECT_EQ(calls(), Lines{"/etc/sysapps_script/network/fwctrl.sh mdns apply"});
     script->wait_for_end();
@@ -110,7 +119,13 @@ TEST_F(Browse, RunsFromStartToStop)
     ASSERT_TRUE(wait_for_message("5 av_mdns_browse_thread thread exiting..."));
     const Lines messages = log();
     EXPECT_EQ(messages[1], "4 av_mdns_browse_service starting browse for " + std::string(40, 'x') + " on interface -1");
+    const auto stopping =
+        std::find(messages.begin(), messages.end(), "5 av_stop_mdns_vlan_browse stopping mDNS polling");
+    const auto applied =
+        std::find(messages.begin(), messages.end(), "4 rd_fw_control mdns firewall rules action apply status=0");
+    EXPECT_TRUE(stopping < applied && applied != messages.end());
     EXPECT_EQ(browse(0), 0);
+    EXPECT_EQ(calls(), Lines{}) << "the rule set only when asked for";
     EXPECT_EQ(log(), (Lines{"4 av_mdns_browse_service stopping mdns browse",
                             "5 av_stop_mdns_vlan_browse no mDNS poll to stop"}));
 }
@@ -122,6 +137,8 @@ TEST_F(Browse, ProvisioningArgumentsLandInTheirFile)
     log();
     find(kZeroTouch, items({"other=1", "ARGS=abc"}));
     EXPECT_EQ(rig::read_file(kFile), "VSI=abc\n");
+    EXPECT_EQ(script->asked[5], "resolve srv " + std::string(kZeroTouch) + " local if=5 proto=0");
+    EXPECT_EQ(script->asked[7], "free resolver");
     EXPECT_EQ(log(), (Lines{"5 av_browse_cb got new srvc 'srv'", "4 av_get_mdns_txt_data keypair: other = 1",
                             "4 av_get_mdns_txt_data keypair: ARGS = abc", "4 av_get_mdns_txt_data updated zt file",
                             "4 av_resolve_cb found srvc: far.local - 10.0.0.5"}));
@@ -131,6 +148,10 @@ TEST_F(Browse, ProvisioningArgumentsLandInTheirFile)
     fs::create_directory(kFile);
     find(kZeroTouch, items({"args=x"}));
     EXPECT_TRUE(wait_for_message("2 av_get_mdns_txt_data ERROR - unable to open zt file"));
+    fs::remove(kFile);
+    fs::create_symlink("/dev/full", kFile);
+    find(kZeroTouch, items({"args=x"}));
+    EXPECT_TRUE(wait_for_message("2 av_get_mdns_txt_data ERROR - unable to write zt file No space left on device"));
 }
 
 TEST_F(Browse, OtherServicesTellTypeAndSlot)
@@ -194,6 +215,7 @@ TEST_F(Browse, EventsAreLogged)
                             AvahiLookupResultFlags(0), nullptr);
         script->browser_cb(nullptr, 5, 0, AVAHI_BROWSER_NEW, "", "", "", AvahiLookupResultFlags(0), nullptr);
     });
+    EXPECT_EQ(script->asked.back(), "free resolver");
     EXPECT_EQ(log(),
               (Lines{"5 av_mdns_browse_client_cb state = REGISTERING", "5 av_mdns_browse_client_cb state = RUNNING",
                      "5 av_mdns_browse_client_cb state = COLLISION", "5 av_mdns_browse_client_cb state = CONNECTING",
@@ -246,20 +268,63 @@ TEST_F(Browse, DebugPingsThenBrowsesForThreeSeconds)
     action.sa_handler = [](int) {};
     sigaction(SIGALRM, &action, nullptr);
     const itimerval often{{0, 150'000}, {0, 150'000}};
-    RouterProbeRequest probe{5, 3, {"no address", "fe80::1", "fe80::2"}};
-    memset(probe.router[2] + 7, ':', sizeof probe.router[2] - 7);
-    answer("/bin/ping", 1);
+    browse(1); // ended, and not started again
+    script->wait_for_loop();
+    RouterProbeRequest probe{5, 4, {"fe80::1", "fe80::2", "no address", "fe80::3"}};
+    memset(probe.router[2] + 10, ':', sizeof probe.router[2] - 10);
+    answer("/bin/ping -6 -c 1 -I eth0.4003 -W 1 fe80::1", 1);
+    answer("/bin/ping -6 -c 1 -I eth0.4003 -W 1 fe80::2", 2);
     setitimer(ITIMER_REAL, &often, nullptr); // signals do not shorten the browse
     const int64_t start = zclock_mono();
-    EXPECT_EQ(rd_ngm_debug(&probe), 256);
+    EXPECT_EQ(rd_ngm_debug(&probe), 512) << "the last that failed";
     EXPECT_GE(zclock_mono() - start, 2999);
     const itimerval never{};
     setitimer(ITIMER_REAL, &never, nullptr);
-    EXPECT_EQ(calls(), Lines{"/bin/ping -6 -c 1 -I eth0.4003 -W 1 fe80::1"});
+    const std::string ping = "/bin/ping -6 -c 1 -I eth0.4003 -W 1 fe80::";
+    EXPECT_EQ(calls(), (Lines{ping + "1", ping + "2", ping + "3"}));
     script->wait_for_end();
-    EXPECT_EQ(script->asked[2], "browse _Redfish._tcp if=5");
-    EXPECT_EQ(log_of("rd_ngm_debug"), (Lines{"2 ERROR - Invalid IPv6 addr at index 0", "4 ping fe80::1 rc=256",
-                                             "2 ERROR - Invalid IPv6 addr at index 2"}));
+    Lines asked = script->asked;
+    std::erase_if(asked, [](const std::string &line) { return !line.starts_with("browse "); });
+    EXPECT_EQ(asked, (Lines{"browse " + std::string(kZeroTouch) + " if=5", "browse _Redfish._tcp if=5"}));
+    EXPECT_EQ(log_of("rd_ngm_debug"), (Lines{"4 ping fe80::1 rc=256", "4 ping fe80::2 rc=512",
+                                             "2 ERROR - Invalid IPv6 addr at index 2", "4 ping fe80::3 rc=0"}));
+}
+
+TEST_F(Browse, StopsAndStartsBeforeThereIsAPoll)
+{
+    script->hold_polls = true;
+    browse(1, "_a._tcp");
+    browse(0);
+    EXPECT_TRUE(wait_for_message("5 av_stop_mdns_vlan_browse no mDNS poll to stop"));
+    browse(1, "_b._tcp");
+    {
+        const std::lock_guard lock(script->mutex);
+        script->hold_polls = false;
+        script->changed.notify_all();
+    }
+    EXPECT_TRUE(rig::wait_until([] {
+        const std::lock_guard lock(script->mutex);
+        return script->live.size() == 3 && script->running_loops == 1 &&
+               std::count(script->asked.begin(), script->asked.end(), "free poll") == 1;
+    })) << "one goes on";
+    EXPECT_EQ(std::count(script->asked.begin(), script->asked.end(), "browse _b._tcp if=5"), 1);
+}
+
+TEST_F(Browse, ThreadThatCannotBeHadIsReported)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers need the address space that is taken away here";
+#endif
+    const rlimit before = [] {
+        rlimit now{};
+        getrlimit(RLIMIT_AS, &now);
+        return now;
+    }();
+    const rlimit little{16UL << 20, before.rlim_max}; // no room for a stack
+    setrlimit(RLIMIT_AS, &little);
+    EXPECT_EQ(browse(1), 0);
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_TRUE(wait_for_message("2 av_start_mdns_console_browse ERROR - creating mdns browse thread rc=11"));
 }
 
 TEST_F(Browse, NewBrowseEndsTheOneBefore)

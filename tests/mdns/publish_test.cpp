@@ -154,10 +154,15 @@ TEST_F(Publish, LostDaemonStartsOverAndLeavesNothingBehind)
         client(AVAHI_CLIENT_FAILURE);
         expected.insert(expected.end(), run.begin(), run.end());
     }
-    script->in_new.resize(100, [] {});
+    std::vector<uintptr_t> stack; // where each run stands on it
+    script->in_new.resize(100, [&stack] {
+        const char here = 0;
+        stack.push_back(reinterpret_cast<uintptr_t>(&here));
+    });
     script->in_new.push_back([] { script->state(AVAHI_CLIENT_FAILURE); }); // the 101st is lost before its loop runs
     script->in_new.push_back([] { script->failing = {"poll"}; });
     const Lines asked = published();
     EXPECT_EQ(Lines(asked.begin(), asked.begin() + 1100), expected);
+    EXPECT_EQ(stack.at(1), stack.at(99)) << "a restart is no recursion";
     EXPECT_EQ(log_of("av_publish_start"), Lines{"4 mdns publishing ended rc=0"});
 }

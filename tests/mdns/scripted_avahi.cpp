@@ -66,6 +66,10 @@ extern "C" {
 
 AvahiSimplePoll *avahi_simple_poll_new()
 {
+    {
+        std::unique_lock lock(script->mutex);
+        script->changed.wait(lock, [] { return !script->hold_polls; });
+    }
     return make<AvahiSimplePoll>("poll");
 }
 
@@ -87,7 +91,6 @@ int avahi_simple_poll_loop(AvahiSimplePoll *poll)
     note("loop");
     std::unique_lock lock(script->mutex);
     script->running_loops++;
-    script->most_running_loops = std::max(script->most_running_loops, script->running_loops);
     script->changed.notify_all();
     while (!poll->quit && (script->endless || !script->events.empty())) {
         if (script->events.empty()) {

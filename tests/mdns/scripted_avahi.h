@@ -37,7 +37,7 @@ struct Script {
     rig::Lines asked;
     std::set<const void *> live;
     int running_loops = 0;
-    int most_running_loops = 0;
+    bool hold_polls = false; // makes avahi_simple_poll_new wait
 
     // The newest objects and their callbacks.
     AvahiClient *client = nullptr;
