@@ -1,6 +1,8 @@
 #include "mdns/scripted_avahi.h"
 
 #include <avahi-common/simple-watch.h>
+#include <dlfcn.h>
+#include <pthread.h>
 
 namespace avahi
 {
@@ -63,6 +65,14 @@ static void destroy(T *object)
 }
 
 extern "C" {
+
+// Not Avahi's, but a step towards each browse thread that can be made to fail.
+int pthread_attr_setdetachstate(pthread_attr_t *attributes, int state)
+{
+    static const auto real =
+        reinterpret_cast<decltype(&pthread_attr_setdetachstate)>(dlsym(RTLD_NEXT, "pthread_attr_setdetachstate"));
+    return script->failing.count("thread") != 0 ? EAGAIN : real(attributes, state);
+}
 
 AvahiSimplePoll *avahi_simple_poll_new()
 {

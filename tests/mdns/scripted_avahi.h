@@ -26,7 +26,8 @@ struct Object {
 // The script, and what came of it.
 struct Script {
     using Event = std::function<void()>;
-    std::set<std::string> failing; // "poll", "client", "group", "record 1", "record 2", "commit", "browser", "resolver"
+    std::set<std::string>
+        failing; // "poll", "client", "group", "record 1", "record 2", "commit", "browser", "resolver", "thread"
     int error = AVAHI_ERR_FAILURE; // of the client
     std::deque<Event> in_new;      // run inside avahi_client_new, one a client
     std::deque<Event> events;      // run by the loops, in order
