@@ -35,7 +35,7 @@ template <typename T>
 static T *make(const std::string &kind)
 {
     note(kind);
-    if (script->failing.count(kind) != 0) {
+    if (script->failing.contains(kind)) {
         return nullptr;
     }
     auto *object = new T{};
@@ -64,6 +64,7 @@ static void destroy(T *object)
     delete object;
 }
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the headers name parameters by a letter
 extern "C" {
 
 // Not Avahi's, but a step towards each browse thread that can be made to fail.
@@ -71,7 +72,7 @@ int pthread_attr_setdetachstate(pthread_attr_t *attributes, int state)
 {
     static const auto real =
         reinterpret_cast<decltype(&pthread_attr_setdetachstate)>(dlsym(RTLD_NEXT, "pthread_attr_setdetachstate"));
-    return script->failing.count("thread") != 0 ? EAGAIN : real(attributes, state);
+    return script->failing.contains("thread") ? EAGAIN : real(attributes, state);
 }
 
 AvahiSimplePoll *avahi_simple_poll_new()
@@ -196,14 +197,14 @@ int avahi_entry_group_add_record(AvahiEntryGroup *group, AvahiIfIndex interface,
     }
     note(words);
     script->group_filled = true;
-    return script->failing.count(std::string("record ") + name) != 0 ? AVAHI_ERR_INVALID_RECORD : 0;
+    return script->failing.contains(std::string("record ") + name) ? AVAHI_ERR_INVALID_RECORD : 0;
 }
 
 int avahi_entry_group_commit(AvahiEntryGroup *group)
 {
     alive(group);
     note("commit");
-    return script->failing.count("commit") != 0 ? AVAHI_ERR_BAD_STATE : 0;
+    return script->failing.contains("commit") ? AVAHI_ERR_BAD_STATE : 0;
 }
 
 int avahi_entry_group_reset(AvahiEntryGroup *group)
@@ -278,3 +279,4 @@ AvahiClient *avahi_service_resolver_get_client(AvahiServiceResolver *resolver)
 }
 
 } // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
