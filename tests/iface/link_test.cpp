@@ -97,7 +97,8 @@ TEST_F(Link, WaitTakesTenSecondsForALinkThatStaysDown)
     const int64_t start = zclock_mono();
     EXPECT_EQ(rd_wait_for_iface_ready("eth0", 10, "up"), 0);
     const int64_t took = zclock_mono() - start;
-    setitimer(ITIMER_REAL, nullptr, nullptr);
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
     EXPECT_GE(took, 9'990);
     EXPECT_LE(took, 11'000);
     EXPECT_EQ(log(), Lines(20, "4 rd_wait_for_iface_ready eth0 is not ready"));
