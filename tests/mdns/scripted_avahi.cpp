@@ -64,6 +64,17 @@ static void destroy(T *object)
     delete object;
 }
 
+// Frees what belongs to a client, if it is still there.
+template <typename T>
+static void free_with_client(T *object)
+{
+    const std::lock_guard lock(script->mutex);
+    if (script->live.erase(object) != 0) {
+        script->asked.push_back("(free " + object->kind + ")");
+        delete object;
+    }
+}
+
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the headers name parameters by a letter
 extern "C" {
 
@@ -147,12 +158,8 @@ AvahiClient *avahi_client_new(const AvahiPoll * /*api*/, AvahiClientFlags flags,
 
 void avahi_client_free(AvahiClient *client)
 {
-    for (Object *belongs : {static_cast<Object *>(script->group), static_cast<Object *>(script->resolver)}) {
-        const std::lock_guard lock(script->mutex);
-        if (script->live.erase(belongs) != 0) { // goes with its client
-            script->asked.push_back("(free " + belongs->kind + ")");
-        }
-    }
+    free_with_client(script->group);
+    free_with_client(script->resolver);
     destroy(client);
 }
 
