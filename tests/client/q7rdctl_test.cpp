@@ -1,0 +1,559 @@
+// The command-line client as its users see it: the frames that it sends, what it says of the answers, its exit status.
+
+#include "rig/rig.h"
+
+#include <pty.h>
+#include <set>
+#include <sstream>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using rig::Lines;
+
+namespace
+{
+
+Lines words_of(const std::string &line)
+{
+    std::istringstream stream(line);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+struct Outcome {
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+[[noreturn]] void become_q7rdctl(const std::string &arguments)
+{
+    Lines words = words_of("q7rdctl " + arguments);
+    std::vector<char *> argv;
+    for (std::string &word : words) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    execv("/rig/q7rdctl", argv.data());
+    _exit(127);
+}
+
+Outcome q7rdctl(const std::string &arguments, uid_t uid = 0)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        const char *const paths[] = {"/tmp/output", "/tmp/errors"};
+        for (int i = 0; i < 2; i++) {
+            unlink(paths[i]);
+            dup2(creat(paths[i], 0644), STDOUT_FILENO + i);
+        }
+        if (uid != 0 && (setgid(uid) != 0 || setuid(uid) != 0)) {
+            _exit(126);
+        }
+        become_q7rdctl(arguments);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, rig::read_file("/tmp/output"), rig::read_file("/tmp/errors")};
+}
+
+// Takes requests as the daemon does and answers them with one result code.
+class Listener
+{
+  public:
+    explicit Listener(int32_t rc = 0, size_t reply_size = sizeof(ReplyFrame)) : socket_(zsock_new_rep("@" RD_ENDPOINT))
+    {
+        zsock_set_rcvtimeo(socket_, 100);
+        thread_ = std::jthread([this, rc, reply_size](const std::stop_token &stop) {
+            while (!stop.stop_requested()) {
+                zframe_t *frame = zframe_recv(socket_);
+                if (frame == nullptr) {
+                    continue;
+                }
+                received.emplace_back(reinterpret_cast<const char *>(zframe_data(frame)), zframe_size(frame));
+                zframe_destroy(&frame);
+                std::string reply(reply_size, '\0');
+                received.back().copy(reply.data(), sizeof(RequestHeader));
+                if (reply_size == sizeof(ReplyFrame)) {
+                    memcpy(reply.data() + offsetof(ReplyFrame, rc), &rc, sizeof rc);
+                }
+                frame = zframe_new(reply.data(), reply.size());
+                zframe_send(&frame, socket_, 0);
+            }
+        });
+    }
+    ~Listener()
+    {
+        thread_.request_stop();
+        thread_.join();
+        zsock_destroy(&socket_);
+        fs::remove(RD_SOCKET_PATH);
+    }
+    Listener(const Listener &) = delete;
+    Listener &operator=(const Listener &) = delete;
+
+    Lines received; // to be looked at when the client has ended
+
+  private:
+    zsock_t *socket_;
+    std::jthread thread_;
+};
+
+std::string shown(const std::string &bytes)
+{
+    std::string text;
+    for (size_t i = 0; i < bytes.size(); i++) {
+        if (bytes[i] != '\0') {
+            text += std::to_string(i) + ":" + std::to_string(static_cast<unsigned char>(bytes[i])) + " ";
+        }
+    }
+    return text;
+}
+
+class Q7rdctl : public rig::Controller
+{
+  protected:
+    Q7rdctl() { fs::create_directories("/tmp"); }
+};
+
+} // namespace
+
+struct FrameCase {
+    const char *arguments;
+    uint32_t code;
+    std::function<void(RequestFrame &)> fill;
+};
+
+TEST_F(Q7rdctl, EachCommandFillsItsRecord)
+{
+    const FrameCase cases[] = {
+        {"autoconfig", 1, [](RequestFrame &) {}},
+        {"autoconfig disable", 1, [](RequestFrame &f) { f.autoconfig = {"disable"}; }},
+        {"usbnic create --host-mac 02:00:00:00:00:01 --device-mac 02:00:00:00:00:02 --gadget-flag", 2,
+         [](RequestFrame &f) { f.usbnic = {3, 1, 0, "02:00:00:00:00:01", "02:00:00:00:00:02", 0, {}}; }},
+        {"usbnic up --device-mac 02:00:00:00:00:02 --address 169.254.77.1/24 fde1::1/64 --dhcp-server", 2,
+         [](RequestFrame &f) {
+             f.usbnic = {1, 0, 1, "", "02:00:00:00:00:02", 24, {"169.254.77.1", "fde1::1"}};
+         }},
+        {"usbnic down", 2, [](RequestFrame &) {}},
+        {"usbnic renew --address fde1::2/64", 2,
+         [](RequestFrame &f) { f.usbnic = {.action = 2, .address = {"fde1::2"}}; }},
+        {"mgmt rebuild bond0 --lower eth1 eth2 eth0 --mac 02:00:00:00:00:01 --vlan 100 --mtu 1400 --hop-limit 33 "
+         "--address-generation stable --router-advertisements off --dedicated eth4 --dedicated2 eth5 "
+         "--dedicated-link down",
+         3,
+         [](RequestFrame &f) {
+             f.mgmt = {.action = 1,
+                       .mtu = 1400,
+                       .vlan = 100,
+                       .i6_ena = 1,
+                       .i6_auto = 0,
+                       .mif_linkstate = 1,
+                       .ded_linkstate = 0,
+                       .hoplimit = 33,
+                       .stabpriv = 1,
+                       .mif = "bond0",
+                       .ded = "eth4",
+                       .ded2 = "eth5",
+                       .mac = "02:00:00:00:00:01",
+                       .lwr = {"eth1", "eth2", "eth0"}};
+         }},
+        {"mgmt rebuild bond0 --macvlan --lower eth1 --ipv6 off --link down --address-generation eui64", 3,
+         [](RequestFrame &f) {
+             f.mgmt = {.action = 1,
+                       .mtu = 1500,
+                       .macvlan = 1,
+                       .i6_auto = 1,
+                       .ded_linkstate = 1,
+                       .mif = "bond0",
+                       .lwr = {"eth1"}};
+         }},
+        {"mgmt ipv6 bond0", 3,
+         [](RequestFrame &f) {
+             f.mgmt = {.mtu = 1500,
+                       .i6_ena = 1,
+                       .i6_auto = 1,
+                       .mif_linkstate = 1,
+                       .ded_linkstate = 1,
+                       .stabpriv = -1,
+                       .mif = "bond0"};
+         }},
+        {"service restart network --wait", 4,
+         [](RequestFrame &f) {
+             f.header.wait = 1, f.service = {3, 2};
+         }},
+        {"service stop ddnsreg", 4,
+         [](RequestFrame &f) {
+             f.service = {13, 0};
+         }},
+        {"service start kx-dhclient", 4,
+         [](RequestFrame &f) {
+             f.service = {5, 1};
+         }},
+        {"firewall usb-nat apply", 5, [](RequestFrame &f) { f.firewall = {.ruleset = 2, .operation = 1}; }},
+        {"firewall dedipv4 remove --interface eth1", 5,
+         [](RequestFrame &f) { f.firewall = {.ruleset = 1, .ifname = "eth1"}; }},
+        {"firewall dpufilt apply --argument a b c d", 5,
+         [](RequestFrame &f) {
+             f.firewall = {.ruleset = 4, .operation = 1, .argument = {"a", "b", "c", "d"}};
+         }},
+        {"conjoin bond0 eth1 eth2 eth3", 6,
+         [](RequestFrame &f) {
+             f.conjoin = {"bond0", {"eth1", "eth2", "eth3"}};
+         }},
+        {"link eth1 up", 7,
+         [](RequestFrame &f) {
+             f.link = {1, "eth1"};
+         }},
+        {"link abcdefghijklmno down", 7,
+         [](RequestFrame &f) {
+             f.link = {0, "abcdefghijklmno"};
+         }},
+        {"hostname ctl-01", 8, [](RequestFrame &f) { f.netname = {"ctl-01"}; }},
+        {"domainname lab.example", 9, [](RequestFrame &f) { f.netname = {"lab.example"}; }},
+        {"arping eth0 10.0.0.5 10.0.0.1", 10,
+         [](RequestFrame &f) {
+             f.arping = {"eth0", "10.0.0.5", "10.0.0.1"};
+         }},
+        {"bc-ip-rules none", 11,
+         [](RequestFrame &f) { f.bc_ip_rules = {"none", "none", "none", "none", "none", "rt2", 0, ""}; }},
+        {"bc-ip-rules eth3 --address 10.0.0.5 --netmask 255.0.0.0 --gateway 10.0.0.1 --dns 10.0.0.2 --table rt2x "
+         "--option --mac 02:00:00:00:00:01",
+         11,
+         [](RequestFrame &f) {
+             f.bc_ip_rules = {"eth3", "10.0.0.5", "255.0.0.0", "10.0.0.1", "10.0.0.2", "rt2x", 1, "02:00:00:00:00:01"};
+         }},
+        {"vlan-priority bond0.100 7", 12,
+         [](RequestFrame &f) {
+             f.vlan_priority = {7, "bond0.100"};
+         }},
+        {"slbc up eth3 --proxy 10.0.0.9 --topology-lldp 2", 13,
+         [](RequestFrame &f) {
+             f.slbc = {1, 2, "eth3", "10.0.0.9"};
+         }},
+        {"send-packet eth0", 14, [](RequestFrame &f) { f.send_packet = {"eth0"}; }},
+        {"hosts-file ctl-01", 15, [](RequestFrame &f) { f.netname = {"ctl-01"}; }},
+        {"dad eth0 10.0.0.5/8", 16,
+         [](RequestFrame &f) {
+             f.dad = {"eth0", "10.0.0.5", 8};
+         }},
+        {"init --modular --ngm --slot 254 --mac 02:00:00:00:00:01 --eth0 --eth3 --front-dedicated "
+         "--kx-interface kx0 --kx-mac 02:00:00:00:00:02 --seed-a A --seed-b B",
+         17,
+         [](RequestFrame &f) {
+             f.init = {1, 1, 1, 1, 1, {}, 1, 254, "A", "02:00:00:00:00:01", "02:00:00:00:00:02", "kx0", "B"};
+         }},
+        {"sideband add --macv2 --macv2-mac 02:00:00:00:00:01 --macv3 --macv3-mac 02:00:00:00:00:02 --macve0", 18,
+         [](RequestFrame &f) { f.sideband = {1, 1, 1, 1, "02:00:00:00:00:01", "02:00:00:00:00:02"}; }},
+        {"sideband delete --macve0", 18, [](RequestFrame &f) { f.sideband = {.macve0 = 1}; }},
+        {"reset-mgmt bond0 --mac 02:00:00:00:00:01 --macsec", 19,
+         [](RequestFrame &f) {
+             f.reset_mgmt = {1, 1, "bond0", "02:00:00:00:00:01"};
+         }},
+        {"reset-mgmt bond0", 19, [](RequestFrame &f) { f.reset_mgmt = {.ifname = "bond0"}; }},
+        {"mif-flush bond0 --ipv6-default-route", 20,
+         [](RequestFrame &f) {
+             f.mif_flush = {1, "bond0"};
+         }},
+        {"dhcp-release --ipv4", 21,
+         [](RequestFrame &f) {
+             f.dhcp_release = {1, 0};
+         }},
+        {"dhcp-release --ipv6", 21,
+         [](RequestFrame &f) {
+             f.dhcp_release = {0, 1};
+         }},
+        {"ngm-debug --interface all --router fe80::1 fe80::2", 22,
+         [](RequestFrame &f) {
+             f.ngm_debug = {-1, 2, {"fe80::1", "fe80::2"}};
+         }},
+        {"mdns start _a._tcp --interface lo --firewall", 23,
+         [](RequestFrame &f) {
+             f.mdns_browse = {1, 1, 1, "_a._tcp"};
+         }},
+        {"mdns stop _a._tcp --interface all", 23,
+         [](RequestFrame &f) {
+             f.mdns_browse = {0, 0, -1, "_a._tcp"};
+         }},
+        {"smartnic up eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00 02:00:00:00:01:01", 24,
+         [](RequestFrame &f) {
+             f.smartnic = {1, 2, {"02:00:00:00:01:00", "02:00:00:00:01:01"}, "mif0", "02:00:00:00:00:0f", "eth3"};
+         }},
+        {"frontdedicated eth1 --mac 02:00:00:00:00:01", 25,
+         [](RequestFrame &f) { f.frontdedicated = {1, -1, 0, 1, "eth1", "02:00:00:00:00:01"}; }},
+        {"frontdedicated eth1 --mac 02:00:00:00:00:01 --autoneg off --speed 100 --duplex half --link down", 25,
+         [](RequestFrame &f) { f.frontdedicated = {0, 0, 100, 0, "eth1", "02:00:00:00:00:01"}; }},
+        {"usb-nic eth4 --mac 02:00:00:00:00:04", 26,
+         [](RequestFrame &f) {
+             f.flop_usb_nic = {1, "eth4", "02:00:00:00:00:04"};
+         }},
+        {"tuning eth2 --autoneg off --speed 1000", 27,
+         [](RequestFrame &f) {
+             f.tuning = {0, 1000, 1, 1, "eth2"};
+         }},
+        {"tuning eth2 --autoneg on --link down", 27,
+         [](RequestFrame &f) {
+             f.tuning = {1, 0, 1, 0, "eth2"};
+         }},
+        {"address eth0 --address 10.0.0.5/24 --gateway 10.0.0.1 --dad", 28,
+         [](RequestFrame &f) { f.static_addrs = {1, 0, 24, 0, 0, "eth0", "10.0.0.5", "10.0.0.1", {}}; }},
+        {"address eth0 --address 2001:db8::1/64 --gateway fe80::1 --route 2001:db8:1::/48 fe80::2 02:00:00:00:00:02 "
+         "2001:db8:2::/47 fe80::3 02:00:00:00:00:03",
+         28,
+         [](RequestFrame &f) {
+             f.static_addrs = {0,
+                               1,
+                               64,
+                               0,
+                               0,
+                               "eth0",
+                               "2001:db8::1",
+                               "fe80::1",
+                               {{"02:00:00:00:00:02", "fe80::2", "2001:db8:1::", 48},
+                                {"02:00:00:00:00:03", "fe80::3", "2001:db8:2::", 47}}};
+         }},
+        {"address eth0 --autoconfiguration on", 28,
+         [](RequestFrame &f) { f.static_addrs = {0, 1, 0, 1, 1, "eth0", "", "", {}}; }},
+        {"terminate", 29, [](RequestFrame &) {}},
+    };
+    std::set<uint32_t> seen;
+    Listener listener;
+    for (const FrameCase &each : cases) {
+        EXPECT_EQ(q7rdctl(std::string("--tag 4000000000 ") + each.arguments).status, 0) << each.arguments;
+        RequestFrame frame{};
+        frame.header = {each.code, 0, 4'000'000'000};
+        each.fill(frame);
+        const std::string expected(reinterpret_cast<const char *>(&frame), sizeof frame);
+        ASSERT_FALSE(listener.received.empty()) << each.arguments;
+        EXPECT_EQ(shown(listener.received.back()), shown(expected)) << each.arguments;
+        EXPECT_EQ(listener.received.back().size(), sizeof frame);
+        seen.insert(each.code);
+    }
+    EXPECT_EQ(seen.size(), static_cast<size_t>(RD_CMD_TERMINATE)) << "a command without a case";
+}
+
+TEST_F(Q7rdctl, RawSendsTheBytesGiven)
+{
+    Listener listener;
+    EXPECT_EQ(q7rdctl("raw 4294967295 --wait --tag 1 00Ff10").status, 0);
+    EXPECT_EQ(shown(listener.received.back()), "0:255 1:255 2:255 3:255 4:1 8:1 13:255 14:16 ");
+    EXPECT_EQ(listener.received.back().size(), 15U);
+    EXPECT_EQ(q7rdctl("raw 7 --tag 1").status, 0);
+    EXPECT_EQ(listener.received.back().size(), 12U);
+    EXPECT_EQ(q7rdctl("raw 7 " + std::string(2 * 65524, '0')).status, 0);
+    EXPECT_EQ(listener.received.back().size(), 65536U);
+    EXPECT_EQ(q7rdctl("raw 7 " + std::string(2 * 65525, '0')).status, 2) << "would cost the connection";
+}
+
+// Whoever follows an example gets what it promises; each command has one.
+TEST_F(Q7rdctl, ExamplesOfTheHelpWork)
+{
+    Listener listener;
+    std::set<std::string> commands;
+    std::istringstream help(q7rdctl("--help").output);
+    bool in_group = false;
+    for (std::string line; std::getline(help, line);) {
+        const Lines words = words_of(line);
+        in_group = line.ends_with(":") ? line != "Options:" && line != "Example:" : in_group && !words.empty();
+        if (in_group && line.starts_with("  ")) {
+            commands.insert(words[0]);
+        }
+    }
+    EXPECT_EQ(commands.size(), 30U) << "29 and raw";
+    for (const std::string &command : commands) {
+        const Outcome outcome = q7rdctl(command + " --help");
+        EXPECT_EQ(outcome.status, 0);
+        const std::string mark = "Example:\n  q7rdctl ";
+        const size_t start = outcome.output.find(mark + command);
+        ASSERT_NE(start, std::string::npos) << outcome.output;
+        std::string example = outcome.output.substr(start + mark.size());
+        example.resize(example.find('\n'));
+        const size_t usbpt = example.find(" usbpt"); // the interface that is there has another name
+        if (usbpt != std::string::npos) {
+            example.replace(usbpt, strlen(" usbpt"), " lo   ");
+        }
+        const Outcome run = q7rdctl(example);
+        EXPECT_EQ(run.status, 0) << example << ": " << run.errors;
+    }
+    EXPECT_EQ(listener.received.size(), commands.size());
+}
+
+// Nothing is sent when the command line is wrong, least of all something cut.
+TEST_F(Q7rdctl, WrongUsageIsToldAndSendsNothing)
+{
+    const struct {
+        const char *arguments;
+        const char *complaint;
+    } cases[] = {
+        {"", "a command is required"},
+        {"nonsense", "not expected: nonsense"},
+        {"link eth1 up extra", "not expected: extra"},
+        {"link eth1", "STATE is required"},
+        {"link eth1 sideways", "STATE: 'sideways' is not one of {down,up}"},
+        {"link abcdefghijklmnop up", "IFNAME: 'abcdefghijklmnop' is longer than 15 characters"},
+        {"send-packet abcdefghijklmnop", "longer than 15"},
+        {"mdns start _0123456789012345678901234567890 --interface lo", "longer than 31"},
+        {"firewall dpufilt apply --argument 012345678901234567 b", "longer than 17"},
+        {"conjoin bond0 a b c d", "LOWER"},
+        {"mdns start _a._tcp --interface nosuch", "no interface 'nosuch' here"},
+        {"vlan-priority eth0.1 8", "not in range 0 to 7"},
+        {"vlan-priority eth0.1 4294967296", "not in range"},
+        {"init --slot 256", "not in range 1 to 254"},
+        {"init --modular --slot 1", "--mac is required"},
+        {"init --modular --mac 02:00:00:00:00:01", "--slot is required"},
+        {"mgmt rebuild bond0 --mac 02:00:00:00:00:01", "--lower is required"},
+        {"mgmt rebuild bond0 --lower eth1", "--mac or --macvlan is required"},
+        {"usbnic up", "--device-mac is required"},
+        {"usbnic renew --address fde1::1/48", "prefix length 64"},
+        {"usbnic renew --address 10.0.0.1/8 10.1.0.1/9", "share one prefix length"},
+        {"usb-nic eth4 --mac 02:00:00:00:00:0g", "'02:00:00:00:00:0g' is no MAC address"},
+        {"usb-nic eth4 --mac 02:00:00:00:00:011", "is no MAC address"},
+        {"arping eth0 10.0.0 10.0.0.1", "'10.0.0' is no IPv4 address"},
+        {"ngm-debug --interface lo --router 10.0.0.1", "is no IPv6 address"},
+        {"dad eth0 10.0.0.1", "needs a prefix length, /0 to /32"},
+        {"dad eth0 10.0.0.1/33", "needs a prefix length"},
+        {"dad eth0 10.0.0.1/2x", "needs a prefix length"},
+        {"dad eth0 fe80::1/64", "only IPv4"},
+        {"address eth0", "is required"},
+        {"address eth0 --address 10.0.0.5/24 --gateway fe80::1", "one family"},
+        {"address eth0 --address 2001:db8::1/64 --dad", "only IPv4 is probed"},
+        {"address eth0 --route 2001:db8::/32 fe80::1 x", "'x' is no MAC address"},
+        {"address eth0 --autoconfiguration on --gateway fe80::1", "excludes"},
+        {"tuning eth2 --autoneg off", "--speed, without auto-negotiation is required"},
+        {"tuning eth2 --autoneg on --speed 100", "need --autoneg off"},
+        {"sideband add", "is required"},
+        {"dhcp-release", "is required"},
+        {"raw 7 123", "no even number of hexadecimal digits"},
+        {"raw 7 0x", "hexadecimal"},
+        {"link eth1 up --timeout 0", "not in range 1 to 86400"},
+        {"link eth1 up --tag -1", "--tag"},
+    };
+    Listener listener;
+    for (const auto &each : cases) {
+        const Outcome outcome = q7rdctl(each.arguments);
+        EXPECT_EQ(outcome.status, 2) << each.arguments;
+        EXPECT_NE(outcome.errors.find(each.complaint), std::string::npos) << each.arguments << ": " << outcome.errors;
+        EXPECT_EQ(outcome.output, "") << each.arguments;
+    }
+    EXPECT_TRUE(listener.received.empty());
+}
+
+TEST_F(Q7rdctl, AnswersAreReadForPeople)
+{
+    const struct {
+        const char *arguments;
+        int32_t rc;
+        const char *output;
+        int status;
+    } cases[] = {
+        {"link eth1 up", 0, "done (0)", 0},
+        {"link eth1 up", 12, "refused: interface name holds a character that is not allowed (12)", 1},
+        {"link eth1 up", 14, "refused: a number is out of its range, or there is no such command (14)", 1},
+        {"link eth1 up", 512, "ip ended with exit status 2 (512)", 1},
+        {"link eth1 up", 65280, "ip could not be executed, or ended with exit status 255 (65280)", 1},
+        {"link eth1 up", 9, "ip was killed by signal 9, Killed (9)", 1},
+        {"link eth1 up", 139, "ip was killed by signal 11, Segmentation fault (139)", 1},
+        {"link eth1 up", -1, "failed: a child process or a system call failed (-1)", 1},
+        {"link eth1 up", 127, "no result code that is known here (127)", 1},
+        {"hostname x", -1, "failed: the kernel did not take the name, which it limits to 64 characters (-1)", 1},
+        {"conjoin bond0 eth1", 17, "failed: the bond's settings could not be opened: is it a bond? (17)", 1},
+        {"service stop radvd --wait", 256, "systemctl ended with exit status 1 (256)", 1},
+        {"service stop kx-dhclient --wait", 256, "dhclient ended with exit status 1 (256)", 1},
+        {"usbnic down", 256, "ip ended with exit status 1 (256)", 1},
+        {"usbnic up --device-mac 02:00:00:00:00:02 --dhcp-server", 256, "udhcpd ended with exit status 1 (256)", 1},
+        {"usbnic up --device-mac 02:00:00:00:00:02", 1, "failed: no DHCP server is running that could be stopped (1)",
+         1},
+        {"send-packet eth0", 64, "done: sent 64 bytes (64)", 0},
+        {"send-packet eth0", 17, "failed: no frame of 64 to 1522 bytes is stored for it, or it could not be sent (17)",
+         1},
+        {"dad eth0 10.0.0.1/8", 512, "another host has the address, and ip ended with exit status 2 (512)", 1},
+        {"raw 7", 512, "a tool ended with exit status 2 (512)", 1},
+    };
+    for (const auto &each : cases) {
+        const Listener listener(each.rc);
+        const Outcome outcome = q7rdctl(each.arguments);
+        EXPECT_EQ(outcome.output, std::string(each.output) + "\n") << each.arguments;
+        EXPECT_EQ(outcome.status, each.status) << each.arguments;
+    }
+    const Listener listener(512);
+    EXPECT_EQ(q7rdctl("link eth1 up --tag 7 --json").output,
+              R"({"command":"link","cmd":7,"tag":7,"rc":512,"success":false,"meaning":"ip ended with exit status 2"})"
+              "\n");
+    const Outcome verbose = q7rdctl("link eth1 up --tag 7 --verbose");
+    EXPECT_NE(verbose.errors.find("07 00 00 00 00 00 00 00 07 00 00 00 01 00 00 00  ................\n"
+                                  "    16  65 74 68 31"),
+              std::string::npos);
+    EXPECT_NE(verbose.errors.find("reply, 1036 bytes"), std::string::npos);
+}
+
+TEST_F(Q7rdctl, WithoutAReplyItSaysWhy)
+{
+    const auto complaint = [](const std::string &arguments, uid_t uid = 0) {
+        const Outcome outcome = q7rdctl(arguments, uid);
+        EXPECT_EQ(outcome.status, 3) << arguments;
+        EXPECT_EQ(outcome.output, "") << arguments;
+        return outcome.errors;
+    };
+    EXPECT_EQ(complaint("link eth1 up"),
+              "q7rdctl: no socket /run/q7net/q7rd.socket: the daemon has not been started\n");
+    EXPECT_EQ(q7rdctl("link eth1 up --tag 7 --json --socket /no\"such").output,
+              R"({"command":"link","cmd":7,"tag":7,"rc":null,"success":false,)"
+              R"("meaning":"no socket /no\"such: the daemon has not been started"})"
+              "\n");
+    EXPECT_EQ(complaint("link eth1 up --socket /" + std::string(108, 'x')),
+              "q7rdctl: the path of the socket is too long\n");
+    {
+        const Listener listener(0, sizeof(ReplyFrame) - 1);
+        EXPECT_EQ(complaint("link eth1 up"), "q7rdctl: an answer of 1035 bytes, which is no reply\n");
+        if (rig::has_second_user()) {
+            chmod(RD_SOCKET_PATH, 0770);
+            EXPECT_EQ(complaint("link eth1 up", 1000), "q7rdctl: no permission for /run/q7net/q7rd.socket: only root "
+                                                       "and members of the group q7net have it\n");
+        }
+    }
+    zsock_t *silent = zsock_new_rep("@" RD_ENDPOINT); // stands for a daemon that is busy
+    const int64_t start = zclock_mono();
+    EXPECT_EQ(complaint("link eth1 up --timeout 2"),
+              "q7rdctl: no answer within 2 s: the daemon is busy, and may carry this out later\n");
+    EXPECT_LT(zclock_mono() - start, 4000);
+    zsock_destroy(&silent);
+    EXPECT_EQ(complaint("link eth1 up"), "q7rdctl: nobody listens on /run/q7net/q7rd.socket: the daemon has ended\n");
+}
+
+TEST_F(Q7rdctl, ShowsOnATerminalThatItWaits)
+{
+    zsock_t *silent = zsock_new_rep("@" RD_ENDPOINT);
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        become_q7rdctl("link eth1 up --timeout 2");
+    }
+    std::string shown_text;
+    char buffer[256];
+    for (ssize_t size = 0; (size = read(terminal, buffer, sizeof buffer)) > 0;) { // EIO when the other end closes
+        shown_text.append(buffer, static_cast<size_t>(size));
+    }
+    waitpid(child, nullptr, 0);
+    close(terminal);
+    zsock_destroy(&silent);
+    EXPECT_TRUE(shown_text.starts_with("\rwaiting for the answer, 1 s \rwaiting for the answer, 2 s \r\033[Kq7rdctl: "))
+        << shown_text;
+}
+
+// The client looks whether anybody listens before it sends; the daemon must not mind.
+TEST_F(Q7rdctl, WorksWithTheDaemonManyTimes)
+{
+    rig::Daemon daemon;
+    rig::Client other;
+    ASSERT_EQ(other.request(RD_CMD_SIDEBAND, SidebandRequest{}), 0); // it has its socket by now
+    for (int i = 0; i < 100; i++) {
+        ASSERT_EQ(q7rdctl("sideband delete --macve0 --timeout 5").output, "done (0)\n") << i;
+        ASSERT_EQ(other.request(RD_CMD_SIDEBAND, SidebandRequest{}), 0) << i;
+    }
+    EXPECT_EQ(calls().size(), 100U);
+    EXPECT_EQ(q7rdctl("link eth1-x up").output, "refused: interface name holds a character that is not allowed (12)\n");
+    EXPECT_EQ(q7rdctl("raw 30").status, 1);
+    EXPECT_EQ(q7rdctl("terminate").output, "done (0)\n");
+    EXPECT_EQ(daemon.wait(), 0);
+}
