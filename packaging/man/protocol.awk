@@ -1,4 +1,4 @@
-# Fills the records, commands and codes that protocol.h declares into the lines @COMMANDS@, @RECORDS@ and @RESULTS@ of a
+# Fills the records, commands and codes that protocol.h declares into the lines %COMMANDS%, %RECORDS% and %RESULTS% of a
 # page: awk -f protocol.awk protocol.h PAGE. Fails when a command has no record described, or an offset that the header
 # asserts is not the one worked out here.
 
@@ -123,7 +123,7 @@ FNR == NR {
     next
 }
 
-/^@COMMANDS@$/ {
+/^%COMMANDS%$/ {
     for (code = 1; code <= commands; code++) {
         found = ""
         for (record in about) {
@@ -140,7 +140,7 @@ FNR == NR {
     next
 }
 
-/^@RECORDS@$/ {
+/^%RECORDS%$/ {
     for (code = 1; code <= commands; code++) {
         record = record_by[code]
         if (record == "" || record in told) {
@@ -157,7 +157,7 @@ FNR == NR {
     next
 }
 
-/^@RESULTS@$/ { printf "%s", results; next }
+/^%RESULTS%$/ { printf "%s", results; next }
 
 { print }
 

@@ -1,0 +1,70 @@
+#!/bin/bash
+# docs_test.sh Q7RDCTL SOURCE MANDIR: that no command, option or choice is missing from the manual pages and the README,
+# and that the completion offers them.
+set -euo pipefail
+
+q7rdctl=$1 source=$2 man=$3
+failures=0
+fail() { echo "FAILED: $*"; failures=$((failures + 1)); }
+
+# has PAGE SECTION WORD...: each word stands in what a page says of a command
+words_of() { tr -c 'a-zA-Z0-9_-' '\n' <<<"$1" | sort -u; }
+page=$(sed 's/\\//g; s/\*//g' "$source/packaging/man/q7rdctl.1.scd.in")
+commands=$("$q7rdctl" --help | awk '/^[A-Za-z -]+:$/ { on = $0 != "Options:" && $0 != "Example:" } on && /^  [a-z]/ { print $1 }')
+[ "$(wc -w <<<"$commands")" = 30 ] || fail "30 commands, not $(wc -w <<<"$commands")"
+for command in $commands; do
+    # Its entries in the page: from a line that begins with it to the next entry.
+    entry=$(awk -v command="$command" '/^[a-z#]/ { on = $1 == command || $0 ~ "(^|, )" command " _" } on' <<<"$page")
+    [ -n "$entry" ] || fail "q7rdctl(1) has no $command"
+    told=$(words_of "$entry")
+    for word in $("$q7rdctl" "$command" --help | sed '/^Example:/,$d' | grep -oE '^  --[a-z0-9-]+|\{[^}]*\}' | tr '{,}' '   '); do
+        [ "$word" = --help-all ] || grep -qx -e "$word" <<<"$told" || fail "q7rdctl(1) does not tell of $word of $command"
+    done
+    if [ "$command" != raw ]; then
+        grep -qx ":  $command\|:\[ $command" "$source/packaging/man/q7net-shellexec.8.scd.in" || fail "q7net-shellexec(8) has no $command"
+        grep -q "| \`$command\` |" "$source/README.md" || fail "README.md has no $command"
+    fi
+done
+protocol=$(mandoc -T ascii -O width=200 "$man/q7net-protocol.7" | col -b)
+while read -r name; do
+    grep -qw "$name" <<<"$protocol" || fail "q7net-protocol(7) has no $name"
+done < <(grep -oE '^    RD_(CMD|RC)_[A-Z0-9_]+' "$source/shellexec/core/protocol.h")
+for page in q7net-shellexec.8 q7rdctl.1 q7net-protocol.7; do
+    mandoc -T lint -W error "$man/$page" || fail "$page"
+done
+
+# A header whose offsets disagree with its records, or with a command that no record tells of, makes no page.
+page() { sed "$1" "$source/shellexec/core/protocol.h" | awk -f "$source/packaging/man/protocol.awk" - "$source/packaging/man/q7net-protocol.7.scd.in" >/dev/null 2>&1; }
+page '' || fail "protocol.awk"
+! page 's/RD_AT(link.ifname, 16)/RD_AT(link.ifname, 20)/' || fail "a wrong offset is not noticed"
+! page 's/RD_CMD_LINK: sets a link/Sets a link/' || fail "a command without a record is not noticed"
+
+# Completion: complete WORD... = what is offered for the last word.
+# shellcheck source=/dev/null
+. /usr/share/bash-completion/bash_completion
+# shellcheck source=/dev/null
+. "$source/packaging/completion/q7rdctl"
+complete_words() {
+    COMP_LINE="$q7rdctl $*" COMP_WORDS=("$q7rdctl" "$@") COMP_CWORD=$#
+    COMP_POINT=${#COMP_LINE} COMPREPLY=()
+    _q7rdctl "$q7rdctl" "${COMP_WORDS[$#]}" "${COMP_WORDS[$#-1]}" || true
+    echo "${COMPREPLY[*]}"
+}
+offers() {
+    local expected=$1 offered
+    shift
+    offered=$(complete_words "$@")
+    [ "$offered" = "$expected" ] || fail "'$*' completes to '$offered', not '$expected'"
+}
+offers "$(tr '\n' ' ' <<<"$commands" | sed 's/ $//')" ""
+offers "link" li
+offers "down up" link eth0 ""
+offers "stop start restart" --tag 7 service ""
+offers "dhclient dhclient6 dhclient6s dhcpd6" service stop dh
+offers "off on" mgmt rebuild bond0 --ipv6 ""
+offers "rebuild" mgmt --vlan 5 re
+offers "--macv2 --macv2-mac --macv3 --macv3-mac --macve0" sideband add --mac
+offers "lo" mdns start _a._tcp --interface lo
+offers "/etc/hostname" --socket /etc/hostn
+
+[ "$failures" = 0 ]

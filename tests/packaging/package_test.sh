@@ -1,0 +1,120 @@
+#!/bin/bash
+# package_test.sh DIRECTORY: that the Debian packages in a directory are as they should be: lintian accepts them, the
+# header's package serves a C compiler, and in a scratch machine with systemd the daemon installs, runs under its unit,
+# may do there all that it must, outlives what it should, and leaves nothing when it is purged.
+# shellcheck disable=SC2016 # what a check gets is evaluated there
+set -euo pipefail
+
+# The test that runs in the scratch machine.
+inside() {
+    failures=0
+    check() { # check COMMAND: a bash command that shall succeed, within some seconds if need be
+        for _ in {1..50}; do
+            if (eval "$*") >/tmp/said 2>&1; then
+                echo "ok: $*"
+                return
+            fi
+            sleep 0.1
+        done
+        echo "FAILED: $*"
+        sed 's/^/    /' /tmp/said
+        failures=$((failures + 1))
+    }
+    pid() { systemctl show -P MainPID q7net-shellexec; }
+
+    echo "# installed and running"
+    check systemctl is-active q7net-shellexec
+    check '[ "$(stat -c "%U %G %a" /run/q7net/q7rd.socket)" = "root q7net 770" ]'
+    check 'systemctl show -P Result q7mdnspublish | grep -qx exec-condition' # without an address there is nothing to do
+    check systemd-analyze verify --man=no /usr/lib/systemd/system/{q7net-shellexec,q7mdnspublish}.service
+    for unit in q7net-shellexec q7mdnspublish; do
+        systemd-analyze security --no-pager --offline=yes "$unit.service" | tail -n 1
+    done
+
+    echo "# who may"
+    useradd -m member -G q7net
+    check 'runuser -u member q7rdctl link lo up'
+    check 'runuser -u nobody q7rdctl link lo up; [ $? = 3 ]'
+
+    echo "# what the unit must let it do"
+    ip link add eth0 type veth peer name peer0
+    ip link set peer0 up
+    check 'q7rdctl link eth0 up && ip link show eth0 | grep -q LOWER_UP'
+    check 'q7rdctl address eth0 --address 10.0.0.1/24 --dad && ip addr show eth0 | grep -q 10.0.0.1/24'
+    check 'q7rdctl hostname ctl-9 && [ "$(hostname)" = ctl-9 ]'
+    check 'q7rdctl domainname lab && [ "$(cat /proc/sys/kernel/domainname)" = lab ]'
+    check 'q7rdctl hosts-file ctl-9 && grep -q ctl-9 /etc/hosts'
+    check 'q7rdctl init --seed-a x --eth0 && grep -qx 1 /proc/sys/net/ipv6/conf/eth0/disable_ipv6'
+    check 'q7rdctl firewall usb-nat apply && iptables -t nat -S | grep -q 169.254.0.0/16'
+    check 'q7rdctl arping eth0 10.0.0.1 10.0.0.2'
+    check 'q7rdctl service restart avahi-daemon --wait'
+    check '! grep -E "Operation not permitted|Permission denied|Read-only file system|failed to execv" /run/q7net/q7neterrs'
+
+    echo "# what it starts outlives it, and it comes back"
+    touch /etc/systemd/network/slbc.conf
+    check 'q7rdctl slbc up eth0 && pgrep dhclient'
+    dhclient=$(pgrep dhclient)
+    old=$(pid)
+    check systemctl restart q7net-shellexec
+    check '[ "$(pid)" != '"$old"' ] && q7rdctl link lo up'
+    check '[ "$(pgrep dhclient)" = '"$dhclient"' ]'
+    for end in 'kill -KILL $(pid)' 'q7rdctl terminate'; do
+        old=$(pid)
+        eval "$end" >/dev/null
+        check '[ "$(pid)" != '"$old"' ] && q7rdctl link lo up'
+    done
+    check 'q7rdctl slbc down eth0 && ! pgrep dhclient'
+
+    echo "# the publisher"
+    ip link add usbpt type veth peer name peerusb
+    ip addr add 169.254.77.1/24 dev usbpt
+    ip link set peerusb up
+    ip link set usbpt up
+    echo ADDRESS=169.254.77.1 >/etc/default/q7mdnspublish
+    check systemctl restart q7mdnspublish
+    check 'avahi-resolve -4 -n ovrak.local | grep -q 169.254.77.1'
+
+    echo "# the log is rotated while it is written, and no record is lost"
+    before=$(wc -l </run/q7net/q7neterrs)
+    { for i in {1..300}; do q7rdctl --tag "$i" sideband delete --macve0 >/dev/null || true; done; } &
+    writer=$!
+    for i in 1 2; do
+        sleep 0.5
+        check logrotate --force /etc/logrotate.d/q7net-shellexec
+    done
+    wait "$writer"
+    check '[ "$(cat /run/q7net/q7neterrs{.2.gz,.1,} | zcat -f | wc -l)" = '"$((before + 600))"' ]'
+    check '[ "$(stat -c "%U %a" /run/q7net/q7neterrs)" = "root 660" ]'
+
+    echo "# removed and purged"
+    check dpkg --remove q7net-shellexec q7net-shellexec-dev
+    check '! pgrep q7net-shellexec && ! [ -e /run/q7net/q7rd.socket ] && [ -e /etc/default/q7mdnspublish ]'
+    check dpkg --purge q7net-shellexec q7net-shellexec-dev
+    check '[ -z "$(find / -xdev -path /proc -prune -o -path /var/cache -prune -o -name "*q7*" -print)" ]'
+    check '! [ -e /run/q7net ]'
+    check '[ -z "$(systemctl list-units --all --no-legend "q7*")" ]'
+    [ "$failures" = 0 ]
+}
+
+if [ "${1-}" = inside ]; then
+    inside
+    exit
+fi
+
+packages=$(cd "${1:?the directory of the packages}" && pwd)
+here=$(cd "$(dirname "$0")" && pwd)
+lintian --fail-on error,warning --allow-root "$packages"/*.deb
+echo "lintian: nothing to complain of"
+
+# The header, found by its pkg-config file where the package puts it, in a C program.
+root=$(mktemp -d)
+trap 'rm -rf "$root"' EXIT
+dpkg-deb -x "$packages"/q7net-shellexec-dev_*.deb "$root"
+flags=$(PKG_CONFIG_LIBDIR=$root/usr/share/pkgconfig PKG_CONFIG_SYSROOT_DIR=$root pkg-config --cflags q7net-protocol)
+# shellcheck disable=SC2086 # words
+cc $flags -Wall -Wextra -Werror -fsyntax-only -x c - <<<'#include <q7net/protocol.h>
+struct RequestFrame request = {.header = {.cmd = RD_CMD_LINK}, .link = {.state = 1, .ifname = "eth1"}};'
+echo "q7net-protocol.pc: $flags"
+
+"$here/scratch-systemd" "$packages"/*.deb avahi-daemon avahi-utils isc-dhcp-client logrotate procps -- \
+    bash -c "$(cat "$0")" package_test inside
