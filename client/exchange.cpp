@@ -66,14 +66,16 @@ bool exchange(const std::string &path, const std::string &message, int seconds, 
     zframe_send(&request, socket.get(), 0);
 
     const bool terminal = isatty(STDERR_FILENO) != 0;
+    bool shown = false;
     Frame received;
     for (int waited = 1; received == nullptr && waited <= seconds; waited++) {
         received.reset(zframe_recv(socket.get()));
         if (received == nullptr && terminal) {
             fprintf(stderr, "\rwaiting for the answer, %d s ", waited);
+            shown = true;
         }
     }
-    if (terminal) {
+    if (shown) {
         fputs("\r\033[K", stderr);
     }
     if (received == nullptr) {

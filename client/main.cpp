@@ -70,7 +70,7 @@ static void show(const char *title, const std::string &bytes)
     }
 }
 
-int main(int argc, char *argv[])
+int main(int argc, char *argv[]) // NOLINT(bugprone-exception-escape): only when there is no memory
 {
     Request request;
     Options options;

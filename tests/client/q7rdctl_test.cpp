@@ -340,9 +340,9 @@ TEST_F(Q7rdctl, RawSendsTheBytesGiven)
     EXPECT_EQ(listener.received.back().size(), 15U);
     EXPECT_EQ(q7rdctl("raw 7 --tag 1").status, 0);
     EXPECT_EQ(listener.received.back().size(), 12U);
-    EXPECT_EQ(q7rdctl("raw 7 " + std::string(2 * 65524, '0')).status, 0);
+    EXPECT_EQ(q7rdctl("raw 7 " + std::string(size_t{2} * 65524, '0')).status, 0);
     EXPECT_EQ(listener.received.back().size(), 65536U);
-    EXPECT_EQ(q7rdctl("raw 7 " + std::string(2 * 65525, '0')).status, 2) << "would cost the connection";
+    EXPECT_EQ(q7rdctl("raw 7 " + std::string(size_t{2} * 65525, '0')).status, 2) << "would cost the connection";
 }
 
 // Whoever follows an example gets what it promises; each command has one.
