@@ -62,7 +62,7 @@ static void build_root(Tools tools, bool real_root, const fs::path &root, const 
         fs::create_directories(root / folder);
     }
     fs::create_symlink("/run", root / "var/run");
-    for (const char *program : {"standin", "q7avahi", "../q7net-shellexec", "../q7rdctl"}) {
+    for (const char *program : {"standin", "q7avahi", "floor", "../q7net-shellexec", "../q7rdctl"}) {
         if (fs::exists(programs / program)) {
             fs::copy(programs / program, root / "rig");
         }
