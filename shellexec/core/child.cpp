@@ -58,29 +58,64 @@ int rd_stdio_to_devnull()
     return close(devnull);
 }
 
-int rd_exec_cmd(const char *const argv[], int wait, int quiet)
+// In a fresh child: becomes the tool. Returns only on failure.
+static int become_tool(const char *const argv[], int quiet)
+{
+    rd_clean_child();
+    if (quiet != 0) {
+        rd_stdio_to_devnull();
+    }
+    return tattletale_standin1_execv(argv[0], const_cast<char *const *>(argv));
+}
+
+// Starts a tool in a child that shares our memory until the exec, while this thread stands still (vfork(2)): copying the
+// page tables is most of what a fork costs. The child does nothing but system calls and takes no lock. No signal handler
+// can run in it: all signals stay blocked until their dispositions are the default ones.
+//   failed  set when the exec failed, which such a child cannot tell anybody: it is gone then, and must be waited for
+// Returns as fork does.
+static pid_t start_sharing_memory(const char *const argv[], int quiet, volatile bool *failed)
+{
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    const pid_t child = vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork)
+    if (child == 0) {
+        become_tool(argv, quiet);
+        *failed = true;
+        _exit(EXIT_FAILURE);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return child;
+}
+
+// Any other child that ends cuts the wait short with its SIGCHLD: a lost status would read as success.
+static int wait_for(pid_t child)
 {
     int status = 0;
-    const pid_t child = rd_fork();
-    if (child == 0) {
-        rd_clean_child();
-        if (quiet != 0) {
-            rd_stdio_to_devnull();
+    while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    }
+    return status;
+}
+
+int rd_exec_cmd(const char *const argv[], int wait, int quiet)
+{
+    volatile bool failed = false;
+    pid_t child = start_sharing_memory(argv, quiet, &failed);
+    if (failed) {
+        wait_for(child);
+        child = rd_fork(); // tries again, and can log from its own copy of the memory
+        if (child == 0) {
+            const int rc = become_tool(argv, quiet);
+            RD_ERROR("failed to execv\n");
+            _exit(rc); // not exit: buffers and exit handlers are the parent's
         }
-        const int rc = tattletale_standin1_execv(argv[0], const_cast<char *const *>(argv));
-        RD_ERROR("failed to execv\n");
-        _exit(rc); // not exit: buffers and exit handlers are the parent's
     }
     if (child < 0) {
         RD_ERROR("failed to fork\n");
         return -1;
     }
-    if (wait == 1) {
-        // Any other child that ends cuts the wait short with its SIGCHLD: a lost status would read as success.
-        while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
-        }
-    }
-    return status;
+    return wait == 1 ? wait_for(child) : 0;
 }
 
 int rd_get_pid_from_file(const char *path, uint32_t *pid)
