@@ -34,7 +34,7 @@ static_assert(std::atomic<int>::is_always_lock_free, "a signal handler changes i
 
 static constexpr int kReplyTimeoutMs = 5000;
 static constexpr int kLingerMs = 500;
-static constexpr int kQueuedRequests = 4; // of one client, which has one under way if it keeps to the protocol
+static constexpr int kQueuedRequests = 32; // of one client, which has one under way if it keeps to the protocol
 static constexpr int kEmptyReceiveLimit = 100;
 
 static zsock_t *rd_open_socket()
@@ -73,9 +73,10 @@ static void rd_set_socket_perms()
 static int rd_take_request(zsock_t *socket, zframe_t *received, RequestFrame *request)
 {
     const size_t size = zframe_size(received);
+    const bool more = zframe_more(received) != 0;
     memcpy(request, zframe_data(received), std::min(size, sizeof *request - 1));
     zframe_destroy(&received);
-    if (zsock_rcvmore(socket) != 0) {
+    if (more) {
         // A part left behind would be taken for the next request.
         while (zsock_rcvmore(socket) != 0) {
             received = zframe_recv(socket);
