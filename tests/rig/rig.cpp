@@ -97,6 +97,9 @@ static void build_root(Tools tools, bool real_root, const fs::path &root, const 
     for (const char *device : {"/dev/null", "/dev/full", "/dev/urandom"}) {
         bind(device, root / fs::path(device).relative_path());
     }
+    if (const char *counts = getenv("GCOV_PREFIX")) { // where programs that count what is executed leave their counts
+        bind(counts, root / fs::path(counts).relative_path());
+    }
     mount_new("devpts", root / "dev/pts");
     fs::create_symlink("pts/ptmx", root / "dev/ptmx");
     mount_new("proc", root / "proc");
@@ -383,6 +386,15 @@ Daemon::Daemon(Lines arguments, const std::function<void()> &prepare) : pid_(for
 
 Daemon::~Daemon()
 {
+    if (pid_ > 0 && getenv("GCOV_PREFIX") != nullptr) { // only a program that ends by itself leaves its counts
+        zsock_t *socket = zsock_new_req(">" RD_ENDPOINT);
+        zsock_set_linger(socket, 0);
+        const RequestHeader terminate{RD_CMD_TERMINATE, 0, 0};
+        zframe_t *frame = zframe_new(&terminate, sizeof terminate);
+        zframe_send(&frame, socket, 0);
+        wait();
+        zsock_destroy(&socket);
+    }
     if (pid_ > 0) {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
