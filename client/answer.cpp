@@ -5,6 +5,7 @@
 
 #include <sys/wait.h>
 
+// For "raw", which can be refused for more reasons than the commands of this client.
 static const Meaning kMeanings[] = {
     {RD_RC_FAILED, "the daemon could not do it; its error log says why"},
     {RD_RC_NO_NAME, "a required name is missing"},
@@ -15,7 +16,6 @@ static const Meaning kMeanings[] = {
     {RD_RC_BAD_ACTION, "no such action of the firewall script"},
     {RD_RC_NO_RESOURCE, "memory, a file or a socket could not be had"},
     {RD_RC_TOO_SHORT, "an IPv4 address is shorter than 7 characters"},
-    {RD_RC_NO_CHILD, "a child process or a system call failed"},
 };
 
 template <typename Meanings>
@@ -26,7 +26,7 @@ static const char *find_meaning(const Meanings &meanings, int32_t rc)
     return found == std::end(meanings) ? nullptr : found->text;
 }
 
-// A wait status, as waitpid(2) stores it. The signals whose numbers are result codes too were looked up as those.
+// A wait status, as waitpid(2) stores it.
 static std::string read_wait_status(const std::string &tool, int32_t status)
 {
     constexpr int kNotExecuted = 255;
@@ -40,22 +40,28 @@ static std::string read_wait_status(const std::string &tool, int32_t status)
            " ended with exit status " + std::to_string(WEXITSTATUS(status));
 }
 
-Answer read_answer(const Command &command, int32_t rc)
+Answer read_answer(const Request &request, int32_t rc)
 {
-    const char *const own = find_meaning(command.meanings, rc);
+    const bool raw = request.command.code == 0;
+    const char *meaning = find_meaning(request.command.meanings, rc);
     if (rc == RD_RC_OK) {
-        return {rc, true, own != nullptr ? std::string("done: ") + own : "done"};
+        return {rc, true, meaning != nullptr ? std::string("done: ") + meaning : "done"};
     }
     constexpr int32_t kShortestFrame = 64;
-    if (command.code == RD_CMD_SEND_PACKET && rc >= kShortestFrame) {
+    if (request.frame.header.cmd == RD_CMD_SEND_PACKET && rc >= kShortestFrame) {
         return {rc, true, "done: sent " + std::to_string(rc) + " bytes"};
     }
-    const char *const meaning = own != nullptr ? own : find_meaning(kMeanings, rc);
+    if (meaning == nullptr && raw) {
+        meaning = find_meaning(kMeanings, rc);
+    }
+    if (meaning == nullptr && rc == RD_RC_NO_CHILD) {
+        meaning = "a child process or a system call failed";
+    }
     if (meaning != nullptr) {
         const bool tried = rc == RD_RC_FAILED || rc == RD_RC_NO_RESOURCE || rc == RD_RC_NO_CHILD;
         return {rc, false, std::string(tried ? "failed: " : "refused: ") + meaning};
     }
-    return {rc, false, read_wait_status(command.tool, rc)};
+    return {rc, false, read_wait_status(request.command.tool, rc)};
 }
 
 std::string to_text(const Answer &answer)
@@ -67,9 +73,10 @@ static std::string quoted(const std::string &text)
 {
     std::string result = "\"";
     for (const char c : text) {
-        if (static_cast<unsigned char>(c) < ' ') {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < ' ' || byte > '~') { // bytes that may be no UTF-8 would make it no JSON
             char escape[8];
-            snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
+            snprintf(escape, sizeof escape, "\\u%04x", unsigned{byte});
             result += escape;
         } else {
             result += c == '"' || c == '\\' ? "\\" : "";

@@ -11,8 +11,8 @@ struct Answer {
     std::string meaning;
 };
 
-// Reads a result code of a command: one of its codes, the number of bytes sent, or the wait status of its tool.
-Answer read_answer(const Command &command, int32_t rc);
+// Reads the result code of a request: one of its codes, the number of bytes sent, or the wait status of its tool.
+Answer read_answer(const Request &request, int32_t rc);
 
 // One line: "refused: interface name is too long (11)".
 std::string to_text(const Answer &answer);

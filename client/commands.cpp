@@ -14,8 +14,20 @@ using Words = std::vector<std::pair<std::string, int>>;
 const Words kDownUp = {{"down", 0}, {"up", 1}};
 const Words kOffOn = {{"off", 0}, {"on", 1}};
 const Words kHalfFull = {{"half", 0}, {"full", 1}};
+const Words kSpeeds = {{"10", 10},       {"100", 100},     {"1000", 1000},   {"2500", 2500},   {"10000", 10000},
+                       {"20000", 20000}, {"25000", 25000}, {"40000", 40000}, {"50000", 50000}, {"100000", 100000}};
 constexpr int kLeaveAlone = -1;
 constexpr const char *kIfname = "interface";
+
+// Throws when one of these options was given though it will not be looked at: whoever gives it expects something.
+void no_use(const CLI::App &command, const std::vector<std::string> &options, bool ignored, const std::string &why)
+{
+    for (const std::string &option : options) {
+        if (ignored && command.count(option) != 0) {
+            refuse(option, why);
+        }
+    }
+}
 
 void require(bool given, const std::string &what)
 {
@@ -42,23 +54,28 @@ void usbnic(CLI::App &command, Request &request)
     flag(command, "--gadget-flag", record.gadget_flag, "create: hands 1 to the gadget script, else 0");
     flag(command, "--dhcp-server", record.dhcp_server, "up and down: start the DHCP server, else it is stopped");
     const auto take = [&record](const std::vector<std::string> &addresses) {
+        int length = -1; // of the IPv4 addresses
         for (size_t i = 0; i < addresses.size(); i++) {
             const Prefix prefix = split_prefix("--address", addresses[i]);
             if (prefix.ipv6 && prefix.length != 64) {
                 refuse("--address", "IPv6 addresses get the prefix length 64 here");
             }
-            if (!prefix.ipv6 && record.prefix_length != 0 && static_cast<int>(record.prefix_length) != prefix.length) {
+            if (!prefix.ipv6 && length != -1 && length != prefix.length) {
                 refuse("--address", "IPv4 addresses share one prefix length");
             }
             put("--address", record.address[i], prefix.address);
-            record.prefix_length = prefix.ipv6 ? record.prefix_length : static_cast<uint32_t>(prefix.length);
+            length = prefix.ipv6 ? length : prefix.length;
         }
+        record.prefix_length = static_cast<uint32_t>(std::max(length, 0));
     };
     command.add_option_function<std::vector<std::string>>("--address", take, "up to three to set on usbpt")
         ->option_text("ADDRESS/LENGTH ...")
         ->expected(1, 3);
-    command.callback([&request] {
+    command.callback([&command, &request] {
         const UsbnicRequest &given = request.frame.usbnic;
+        no_use(command, {"--host-mac", "--gadget-flag"}, given.action != kCreate, "only create has a use for it");
+        no_use(command, {"--device-mac", "--dhcp-server"}, given.action == kRenew, "renew has no use for it");
+        no_use(command, {"--address", "--dhcp-server"}, given.action == kCreate, "create has no use for it");
         require(given.action != kCreate || given.host_mac[0] != '\0', "--host-mac");
         require((given.action != kCreate && given.action != kUp) || given.device_mac[0] != '\0', "--device-mac");
         if (given.action == kCreate) {
@@ -85,16 +102,25 @@ void mgmt(CLI::App &command, Request &request)
     number(command, "--mtu BYTES", record.mtu, 68, 9999, "[1500]");
     choice(command, "--ipv6", record.i6_ena, kOffOn, "[on]");
     choice(command, "--router-advertisements", record.i6_auto, kOffOn, "accept them [on]");
-    choice(command, "--address-generation", record.stabpriv, {{"leave", kLeaveAlone}, {"eui64", 0}, {"stable", 1}},
+    choice(command, "--address-generation", record.stabpriv, {{"leave", kLeaveAlone}, {"eui64", 0}, {"stable", 2}},
            "of IPv6 interface identifiers [leave]");
     number(command, "--hop-limit HOPS", record.hoplimit, 1, 255, "of IPv6");
     choice(command, "--link", record.mif_linkstate, kDownUp, "state of the management interface [up]");
     text(command, "--dedicated IFNAME", record.ded, "an interface whose link follows --dedicated-link");
     text(command, "--dedicated2 IFNAME", record.ded2, "another")->needs(command.get_option("--dedicated"));
     choice(command, "--dedicated-link", record.ded_linkstate, kDownUp, "[up]");
-    command.callback([&record] {
+    command.callback([&command, &record] {
+        no_use(command, {"--lower", "--macvlan", "--mac"}, record.action != kRebuild, "only rebuild has a use for it");
+        no_use(command, {"--mac"}, record.macvlan != 0, "a macvlan has that of the interface below it");
         require(record.action != kRebuild || record.lwr[0][0] != '\0', "--lower");
         require(record.action != kRebuild || record.macvlan != 0 || record.mac[0] != '\0', "--mac or --macvlan");
+        if (record.macvlan != 0 && record.lwr[1][0] != '\0') {
+            refuse("--lower", "a macvlan has one interface below it");
+        }
+        const std::string vlan = "." + std::to_string(record.vlan);
+        if (record.vlan != 0 && strlen(record.mif) + vlan.size() >= sizeof record.mif) {
+            refuse("--vlan", "'" + (record.mif + vlan) + "' is longer than 15 characters");
+        }
     });
 }
 
@@ -114,6 +140,11 @@ void service(CLI::App &command, Request &request)
         }
     })->required();
     flag(command, "--wait", request.frame.header.wait, "answer when it is done, with how it ended");
+    command.callback([&request] {
+        if (request.frame.header.wait == 0) {
+            request.command.meanings.push_back({0, "it was started; --wait tells how it ends"});
+        }
+    });
 }
 
 void firewall(CLI::App &command, Request &request)
@@ -127,7 +158,14 @@ void firewall(CLI::App &command, Request &request)
     choice(command, "ACTION", record.operation, {{"remove", 0}, {"apply", 1}}, "what to do")->required();
     text(command, "--interface IFNAME", record.ifname, "dedipv4: the interface");
     texts(command, "--argument TEXT", record.argument, "dpufilt: up to four for the firewall script");
-    command.callback([&record] { require(record.ruleset != kDedipv4 || record.ifname[0] != '\0', "--interface"); });
+    command.callback([&command, &request, &record] {
+        no_use(command, {"--interface"}, record.ruleset != kDedipv4, "only dedipv4 has a use for it");
+        no_use(command, {"--argument"}, record.ruleset != kDpufilt, "only dpufilt has a use for it");
+        require(record.ruleset != kDedipv4 || record.ifname[0] != '\0', "--interface");
+        if (record.ruleset != kUsbNat) {
+            request.command.meanings.push_back({0, "the error log tells how the firewall script ended"});
+        }
+    });
 }
 
 void conjoin(CLI::App &command, Request &request)
@@ -161,13 +199,18 @@ void bc_ip_rules(CLI::App &command, Request &request)
 {
     BcIpRulesRequest &record = request.frame.bc_ip_rules;
     text(command, "IFNAME", record.ifname, "interface, or 'none'")->required();
-    text(command, "--address ADDRESS", record.address, "IPv4 [none]", ipv4_address);
-    text(command, "--netmask MASK", record.netmask, "[none]", ipv4_address);
-    text(command, "--gateway ADDRESS", record.gateway, "[none]", ipv4_address);
-    text(command, "--dns ADDRESS", record.dns, "[none]", ipv4_address);
+    text(command, "--address ADDRESS", record.address, "IPv4 [none]", ipv4_address_or_none);
+    text(command, "--netmask MASK", record.netmask, "[none]", ipv4_address_or_none);
+    text(command, "--gateway ADDRESS", record.gateway, "[none]", ipv4_address_or_none);
+    text(command, "--dns ADDRESS", record.dns, "[none]", ipv4_address_or_none);
     text(command, "--table NAME", record.table, "routing table, whose name begins with rt2 [rt2]");
     flag(command, "--option", record.option, "hands 1 to the script, else 0");
     text(command, "--mac MAC", record.ded_mac, "of the dedicated interface", mac_address);
+    command.callback([&record] {
+        if (strncmp(record.table, "rt2", 3) != 0) {
+            refuse("--table", "its name must begin with rt2");
+        }
+    });
 }
 
 void vlan_priority(CLI::App &command, Request &request)
@@ -222,6 +265,10 @@ void init(CLI::App &command, Request &request)
     text(command, "--seed-a TEXT", record.secret_seed_a, "of the secret that stable IPv6 addresses are made from");
     text(command, "--seed-b TEXT", record.secret_seed_b, "of the same");
     command.callback([&record] {
+        constexpr size_t kSeed = 25; // characters of both that count
+        if (strlen(record.secret_seed_a) + strlen(record.secret_seed_b) > kSeed) {
+            refuse("--seed-b", "the two seeds are longer than 25 characters together, and the rest would not count");
+        }
         record.init_kx = record.kx_ifname[0] != '\0' ? 1 : 0;
         require(record.init_kx == 0 || record.kx_mac[0] != '\0', "--kx-mac");
         require(record.is_modular == 0 || record.macaddress[0] != '\0', "--mac");
@@ -265,7 +312,12 @@ void dhcp_release(CLI::App &command, Request &request)
     DhcpReleaseRequest &record = request.frame.dhcp_release;
     flag(command, "--ipv4", record.dhcp4, "the IPv4 lease");
     flag(command, "--ipv6", record.dhcp6, "the IPv6 lease");
-    command.callback([&record] { require(record.dhcp4 + record.dhcp6 != 0, "--ipv4 or --ipv6"); });
+    command.callback([&request, &record] {
+        require(record.dhcp4 + record.dhcp6 != 0, "--ipv4 or --ipv6");
+        if (record.dhcp4 + record.dhcp6 == 2) {
+            request.command.tool = "dhclient, the statuses of its two runs combined,";
+        }
+    });
 }
 
 void ngm_debug(CLI::App &command, Request &request)
@@ -295,13 +347,15 @@ void smartnic(CLI::App &command, Request &request)
     text(command, "--mac MAC", record.mif_mac, "of the management interface", mac_address)->required();
     texts(command, "--nic-mac MAC", record.snic_mac, "up: of up to four smart-NIC interfaces", mac_address,
           [&record](size_t count) { record.count = static_cast<int32_t>(count); });
+    command.callback(
+        [&command, &record] { no_use(command, {"--nic-mac"}, record.mode == 0, "only up has a use for it"); });
 }
 
 // Speed and duplex mean something only without auto-negotiation, and then both do.
 template <typename Record>
 void add_tuning(CLI::App &command, Record &record)
 {
-    number(command, "--speed MBIT", record.speed, 10, 100000, "without auto-negotiation, Mb/s");
+    choice(command, "--speed", record.speed, kSpeeds, "Mb/s, without auto-negotiation");
     choice(command, "--duplex", record.duplex, kHalfFull, "without auto-negotiation [full]");
     choice(command, "--link", record.link_state, kDownUp, "state afterwards [up]");
     command.callback([&command, &record] {
@@ -348,7 +402,8 @@ void address(CLI::App &command, Request &request)
         record.prefix_len = prefix.length;
     });
     text(command, "--gateway ADDRESS", record.gateway, "the default gateway", ip_address);
-    flag(command, "--dad", record.dad, "IPv4: probe for another holder of the address first");
+    flag(command, "--dad", record.dad, "IPv4: probe for another holder of the address first")
+        ->needs(command.get_option("--address"));
     const auto take_routes = [&record](const std::vector<std::string> &words) {
         for (size_t i = 0; i < words.size(); i += 3) {
             StaticRouteEntry &entry = record.route[i / 3];
@@ -483,7 +538,9 @@ void add_commands(CLI::App &app, Request &request)
 {
     for (const Command &command : commands()) {
         CLI::App *subcommand = app.add_subcommand(command.name, command.summary);
-        subcommand->group(command.group)->fallthrough()->footer(std::string("Example:\n  q7rdctl ") + command.example);
+        subcommand->group(command.group)->fallthrough();
+        subcommand->footer("q7rdctl --help tells of the options that every command takes.\n\nExample:\n  q7rdctl " +
+                           std::string(command.example));
         // The records share their bytes: defaults are set when it is clear which is meant.
         subcommand->preparse_callback([&request, &command](size_t) {
             request.command = command;

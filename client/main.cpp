@@ -5,9 +5,12 @@
 #include "answer.h"
 #include "commands.h"
 #include "exchange.h"
+#include "options.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include <CLI/CLI.hpp>
 #include <unistd.h>
@@ -27,11 +30,8 @@ static void add_options(CLI::App &app, Options &options, RequestHeader &header)
     app.set_help_all_flag("--help-all", "Show the help of all commands");
     app.add_option("--socket", options.socket, "The daemon's socket [" RD_SOCKET_PATH "]")->option_text("PATH");
     constexpr int kDay = 86400;
-    app.add_option("--timeout", options.timeout, "How long to wait for the answer [60]")
-        ->option_text("SECONDS")
-        ->check(CLI::Range(1, kDay));
-    app.add_option("--tag", header.tag, "Number by which the log names the request [this process's PID]")
-        ->option_text("NUMBER");
+    number(app, "--timeout SECONDS", options.timeout, 1, kDay, "How long to wait for the answer [60]");
+    number(app, "--tag NUMBER", header.tag, 0, UINT32_MAX, "By which the log names the request [this process's PID]");
     app.add_flag("--json", options.json, "Answer with a JSON object");
     app.add_flag("-v,--verbose", options.verbose, "Show what is sent and received");
     app.require_subcommand(0, 1)->callback([&app] { // checked last, so that a word which is none is told first
@@ -78,6 +78,12 @@ int main(int argc, char *argv[]) // NOLINT(bugprone-exception-escape): only when
     CLI::App app("Sends one request to q7net-shellexec, the network executor, and says what became of it.", "q7rdctl");
     add_options(app, options, request.frame.header);
     add_commands(app, request);
+    for (int i = 1; i < argc; i++) { // the parser would take such a word for several
+        if (argv[i][0] == '[' && argv[i][strlen(argv[i]) - 1] == ']') {
+            fprintf(stderr, "q7rdctl: '%s' is no argument of any command\n", argv[i]);
+            return kUsage;
+        }
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) { // also a call for help
@@ -86,7 +92,7 @@ int main(int argc, char *argv[]) // NOLINT(bugprone-exception-escape): only when
 
     // A frame of its own, or the bytes of "raw" behind the same header.
     const char *const frame = reinterpret_cast<const char *>(&request.frame);
-    const bool raw = std::string(request.command.name) == "raw";
+    const bool raw = request.command.code == 0;
     request.message.insert(0, frame, raw ? sizeof request.frame.header : sizeof request.frame);
     if (options.verbose) {
         show("request", request.message);
@@ -99,7 +105,7 @@ int main(int argc, char *argv[]) // NOLINT(bugprone-exception-escape): only when
         if (options.verbose) {
             show("reply", std::string(reinterpret_cast<const char *>(&reply), sizeof reply));
         }
-        answer = read_answer(request.command, reply.rc);
+        answer = read_answer(request, reply.rc);
         status = answer.success ? kSuccess : kFailure;
     }
     if (options.json) {
@@ -108,6 +114,10 @@ int main(int argc, char *argv[]) // NOLINT(bugprone-exception-escape): only when
         fprintf(stderr, "q7rdctl: %s\n", answer.meaning.c_str());
     } else {
         puts(to_text(answer).c_str());
+    }
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
+        fprintf(stderr, "q7rdctl: %s, but that could not be written: %s\n", to_text(answer).c_str(), strerror(errno));
+        return status == kSuccess ? kFailure : status;
     }
     return status;
 }

@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include <charconv>
+
 #include <arpa/inet.h>
 #include <net/if.h>
 
@@ -30,6 +32,11 @@ std::string ipv4_address(const std::string &value)
     return is_address(AF_INET, value) ? "" : "'" + value + "' is no IPv4 address";
 }
 
+std::string ipv4_address_or_none(const std::string &value)
+{
+    return value == "none" ? "" : ipv4_address(value);
+}
+
 std::string ipv6_address(const std::string &value)
 {
     return is_address(AF_INET6, value) ? "" : "'" + value + "' is no IPv6 address";
@@ -43,6 +50,17 @@ std::string ip_address(const std::string &value)
 void refuse(const std::string &option, const std::string &why)
 {
     throw CLI::ValidationError(option.substr(0, option.find(' ')), why);
+}
+
+int64_t decimal(const std::string &option, const std::string &value, int64_t low, int64_t high)
+{
+    int64_t number = 0;
+    const char *const end = value.data() + value.size();
+    const auto [stop, error] = std::from_chars(value.data(), end, number);
+    if (error != std::errc() || stop != end || number < low || number > high) {
+        refuse(option, "'" + value + "' is no number from " + std::to_string(low) + " to " + std::to_string(high));
+    }
+    return number;
 }
 
 CLI::Option *add(CLI::App &command, const std::string &usage, const std::string &description,
@@ -77,12 +95,9 @@ Prefix split_prefix(const std::string &option, const std::string &value)
     if (!prefix.ipv6 && !is_address(AF_INET, prefix.address)) {
         refuse(option, "'" + prefix.address + "' is no IP address");
     }
-    const std::string length = slash == std::string::npos ? "" : value.substr(slash + 1);
-    const int longest = prefix.ipv6 ? 128 : 32;
-    if (length.empty() || length.size() > 3 || length.find_first_not_of("0123456789") != std::string::npos ||
-        std::stoi(length) > longest) {
-        refuse(option, "'" + value + "' needs a prefix length, /0 to /" + std::to_string(longest));
+    if (slash == std::string::npos) {
+        refuse(option, "'" + value + "' needs its prefix length, ADDRESS/LENGTH");
     }
-    prefix.length = std::stoi(length);
+    prefix.length = static_cast<int>(decimal(option, value.substr(slash + 1), 0, prefix.ipv6 ? 128 : 32));
     return prefix;
 }

@@ -17,6 +17,7 @@ using Check = std::string (*)(const std::string &value);
 std::string any_text(const std::string &value);
 std::string mac_address(const std::string &value); // six pairs of hexadecimal digits
 std::string ipv4_address(const std::string &value);
+std::string ipv4_address_or_none(const std::string &value); // "none" stands for no value
 std::string ipv6_address(const std::string &value);
 std::string ip_address(const std::string &value);
 
@@ -30,6 +31,9 @@ CLI::Option *add(CLI::App &command, const std::string &usage, const std::string 
 template <size_t N>
 void put(const std::string &option, char (&field)[N], const std::string &value, size_t longest = N - 1)
 {
+    if (value.empty()) {
+        refuse(option, "is empty");
+    }
     if (value.size() > longest) {
         refuse(option, "'" + value + "' is longer than " + std::to_string(longest) + " characters");
     }
@@ -65,13 +69,17 @@ CLI::Option *texts(CLI::App &command, const std::string &usage, char (&fields)[M
         ->check(check);
 }
 
+// Decimal digits and nothing else. Throws when the number is out of its range.
+int64_t decimal(const std::string &option, const std::string &value, int64_t low, int64_t high);
+
 template <typename Number>
 CLI::Option *number(CLI::App &command, const std::string &usage, Number &field, int64_t low, int64_t high,
                     const std::string &description)
 {
     return add(command, usage, description + " (" + std::to_string(low) + " to " + std::to_string(high) + ")",
-               [&field](const std::string &value) { field = static_cast<Number>(std::stoll(value)); })
-        ->check(CLI::Range(low, high));
+               [usage, &field, low, high](const std::string &value) {
+                   field = static_cast<Number>(decimal(usage, value, low, high));
+               });
 }
 
 // One of several words; usage is the option's name alone. after, if any, is called when it was given.
@@ -102,8 +110,10 @@ CLI::Option *choice(CLI::App &command, const std::string &name, Number &field,
 template <typename Number>
 CLI::Option *flag(CLI::App &command, const std::string &name, Number &field, const std::string &description)
 {
-    return command.add_flag_function(
-        name, [&field](int64_t) { field = 1; }, description);
+    return command
+        .add_flag_function(
+            name, [&field](int64_t) { field = 1; }, description)
+        ->disable_flag_override(); // "--macsec=false" would count as given
 }
 
 // An interface that the frame names by its index: looked up, or "all" (-1).

@@ -2,10 +2,13 @@
 
 #include "rig/rig.h"
 
+#include <fcntl.h>
 #include <pty.h>
 #include <set>
 #include <sstream>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,14 +41,13 @@ struct Outcome {
     _exit(127);
 }
 
-Outcome q7rdctl(const std::string &arguments, uid_t uid = 0)
+Outcome q7rdctl(const std::string &arguments, uid_t uid = 0, const char *output = "/tmp/output")
 {
     const pid_t child = fork();
     if (child == 0) {
-        const char *const paths[] = {"/tmp/output", "/tmp/errors"};
+        const char *const paths[] = {output, "/tmp/errors"};
         for (int i = 0; i < 2; i++) {
-            unlink(paths[i]);
-            dup2(creat(paths[i], 0644), STDOUT_FILENO + i);
+            dup2(open(paths[i], O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644), STDOUT_FILENO + i);
         }
         if (uid != 0 && (setgid(uid) != 0 || setuid(uid) != 0)) {
             _exit(126);
@@ -151,7 +153,7 @@ TEST_F(Q7rdctl, EachCommandFillsItsRecord)
                        .mif_linkstate = 1,
                        .ded_linkstate = 0,
                        .hoplimit = 33,
-                       .stabpriv = 1,
+                       .stabpriv = 2,
                        .mif = "bond0",
                        .ded = "eth4",
                        .ded2 = "eth5",
@@ -396,9 +398,11 @@ TEST_F(Q7rdctl, WrongUsageIsToldAndSendsNothing)
         {"firewall dpufilt apply --argument 012345678901234567 b", "longer than 17"},
         {"conjoin bond0 a b c d", "LOWER"},
         {"mdns start _a._tcp --interface nosuch", "no interface 'nosuch' here"},
-        {"vlan-priority eth0.1 8", "not in range 0 to 7"},
-        {"vlan-priority eth0.1 4294967296", "not in range"},
-        {"init --slot 256", "not in range 1 to 254"},
+        {"vlan-priority eth0.1 8", "'8' is no number from 0 to 7"},
+        {"vlan-priority eth0.1 4294967296", "is no number"},
+        {"vlan-priority eth0.1 0x7", "'0x7' is no number"},
+        {"reset-mgmt bond0 --macsec=false", "disallowed flag override"},
+        {"init --slot 256", "is no number from 1 to 254"},
         {"init --modular --slot 1", "--mac is required"},
         {"init --modular --mac 02:00:00:00:00:01", "--slot is required"},
         {"mgmt rebuild bond0 --mac 02:00:00:00:00:01", "--lower is required"},
@@ -410,9 +414,10 @@ TEST_F(Q7rdctl, WrongUsageIsToldAndSendsNothing)
         {"usb-nic eth4 --mac 02:00:00:00:00:011", "is no MAC address"},
         {"arping eth0 10.0.0 10.0.0.1", "'10.0.0' is no IPv4 address"},
         {"ngm-debug --interface lo --router 10.0.0.1", "is no IPv6 address"},
-        {"dad eth0 10.0.0.1", "needs a prefix length, /0 to /32"},
-        {"dad eth0 10.0.0.1/33", "needs a prefix length"},
-        {"dad eth0 10.0.0.1/2x", "needs a prefix length"},
+        {"dad eth0 10.0.0.1", "needs its prefix length"},
+        {"dad eth0 10.0.0.1/33", "'33' is no number from 0 to 32"},
+        {"dad eth0 10.0.0.1/2x", "'2x' is no number"},
+        {"address eth0 --address fe80::1/129", "from 0 to 128"},
         {"dad eth0 fe80::1/64", "only IPv4"},
         {"address eth0", "is required"},
         {"address eth0 --address 10.0.0.5/24 --gateway fe80::1", "one family"},
@@ -421,11 +426,24 @@ TEST_F(Q7rdctl, WrongUsageIsToldAndSendsNothing)
         {"address eth0 --autoconfiguration on --gateway fe80::1", "excludes"},
         {"tuning eth2 --autoneg off", "--speed, without auto-negotiation is required"},
         {"tuning eth2 --autoneg on --speed 100", "need --autoneg off"},
+        {"mgmt link bond0 --lower eth1", "only rebuild has a use"},
+        {"mgmt rebuild bond0 --macvlan --lower eth1 eth2", "a macvlan has one interface"},
+        {"mgmt ipv6 abcdefghijk --vlan 4094", "'abcdefghijk.4094' is longer than 15"},
+        {"firewall ping apply --interface eth1", "only dedipv4 has a use"},
+        {"firewall dpufilt apply --argument [a,b]", "'[a,b]' is no argument"},
+        {"smartnic down eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00", "only up has a use"},
+        {"init --kx-interface kx0", "--kx-mac is required"},
+        {"init --seed-a ABCDEFGHIJKL --seed-b MNOPQRSTUVWXYZ", "longer than 25"},
+        {"bc-ip-rules none --table foo", "must begin with rt2"},
+        {"address eth0 --gateway 10.0.0.1 --dad", "--dad requires --address"},
+        {"usbnic renew --address 10.0.0.1/0 10.1.0.1/9", "share one prefix length"},
+        {"usbnic down --host-mac 02:00:00:00:00:01", "only create has a use"},
+        {"tuning eth2 --autoneg off --speed 99", "not one of {10,100"},
         {"sideband add", "is required"},
         {"dhcp-release", "is required"},
         {"raw 7 123", "no even number of hexadecimal digits"},
         {"raw 7 0x", "hexadecimal"},
-        {"link eth1 up --timeout 0", "not in range 1 to 86400"},
+        {"link eth1 up --timeout 0", "is no number from 1 to 86400"},
         {"link eth1 up --tag -1", "--tag"},
     };
     Listener listener;
@@ -448,7 +466,17 @@ TEST_F(Q7rdctl, AnswersAreReadForPeople)
     } cases[] = {
         {"link eth1 up", 0, "done (0)", 0},
         {"link eth1 up", 12, "refused: interface name holds a character that is not allowed (12)", 1},
-        {"link eth1 up", 14, "refused: a number is out of its range, or there is no such command (14)", 1},
+        {"link eth1 up", 14, "ip was killed by signal 14, Alarm clock (14)", 1},
+        {"raw 7", 14, "refused: a number is out of its range, or there is no such command (14)", 1},
+        {"tuning eth1 --autoneg on", 0, "done: the error log tells how each step ended (0)", 0},
+        {"service stop radvd", 0, "done: it was started; --wait tells how it ends (0)", 0},
+        {"service stop radvd --wait", 0, "done (0)", 0},
+        {"firewall ping apply", 0, "done: the error log tells how the firewall script ended (0)", 0},
+        {"firewall usb-nat apply", 0, "done (0)", 0},
+        {"firewall usb-nat apply", 256, "iptables ended with exit status 1 (256)", 1},
+        {"dhcp-release --ipv6", 512, "dhclient ended with exit status 2 (512)", 1},
+        {"dhcp-release --ipv4 --ipv6", 768,
+         "dhclient, the statuses of its two runs combined, ended with exit status 3 (768)", 1},
         {"link eth1 up", 512, "ip ended with exit status 2 (512)", 1},
         {"link eth1 up", 65280, "ip could not be executed, or ended with exit status 255 (65280)", 1},
         {"link eth1 up", 9, "ip was killed by signal 9, Killed (9)", 1},
@@ -461,12 +489,13 @@ TEST_F(Q7rdctl, AnswersAreReadForPeople)
         {"service stop kx-dhclient --wait", 256, "dhclient ended with exit status 1 (256)", 1},
         {"usbnic down", 256, "ip ended with exit status 1 (256)", 1},
         {"usbnic up --device-mac 02:00:00:00:00:02 --dhcp-server", 256, "udhcpd ended with exit status 1 (256)", 1},
-        {"usbnic up --device-mac 02:00:00:00:00:02", 1, "failed: no DHCP server is running that could be stopped (1)",
-         1},
+        {"usbnic up --device-mac 02:00:00:00:00:02", 1,
+         "failed: no DHCP server is running that could be stopped; the error log tells of the rest (1)", 1},
         {"send-packet eth0", 64, "done: sent 64 bytes (64)", 0},
         {"send-packet eth0", 17, "failed: no frame of 64 to 1522 bytes is stored for it, or it could not be sent (17)",
          1},
-        {"dad eth0 10.0.0.1/8", 512, "another host has the address, and ip ended with exit status 2 (512)", 1},
+        {"dad eth0 10.0.0.1/8", 512, "the probe was answered or failed, and ip ended with exit status 2 (512)", 1},
+        {"raw 14", 64, "done: sent 64 bytes (64)", 0},
         {"raw 7", 512, "a tool ended with exit status 2 (512)", 1},
     };
     for (const auto &each : cases) {
@@ -511,13 +540,62 @@ TEST_F(Q7rdctl, WithoutAReplyItSaysWhy)
                                                        "and members of the group q7net have it\n");
         }
     }
-    zsock_t *silent = zsock_new_rep("@" RD_ENDPOINT); // stands for a daemon that is busy
-    const int64_t start = zclock_mono();
-    EXPECT_EQ(complaint("link eth1 up --timeout 2"),
-              "q7rdctl: no answer within 2 s: the daemon is busy, and may carry this out later\n");
-    EXPECT_LT(zclock_mono() - start, 4000);
-    zsock_destroy(&silent);
+    for (const bool ends : {false, true}) {
+        zsock_t *silent = zsock_new_rep("@" RD_ENDPOINT); // stands for a daemon that is busy
+        const std::jthread end([&silent, ends] {
+            zclock_sleep(ends ? 500 : 2500);
+            zsock_destroy(&silent);
+        });
+        const int64_t start = zclock_mono();
+        EXPECT_EQ(complaint("link eth1 up --timeout 2"),
+                  ends
+                      ? "q7rdctl: no answer: the daemon has ended meanwhile; whether it carried this out is not known\n"
+                      : "q7rdctl: no answer within 2 s: the daemon is busy, and may carry this out later\n");
+        EXPECT_LT(zclock_mono() - start, ends ? 1900 : 4000);
+    }
+    EXPECT_EQ(complaint("link eth1 up --socket /tmp"), "q7rdctl: /tmp is no socket\n");
+    EXPECT_NE(q7rdctl("link eth1 up --json --socket /\xff").output.find("/\\u00ff:"), std::string::npos);
+
+    // A socket file that was left behind, and one whose owner has stopped with its queue full.
+    fs::remove(RD_SOCKET_PATH);
+    sockaddr_un address{AF_UNIX, RD_SOCKET_PATH};
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     EXPECT_EQ(complaint("link eth1 up"), "q7rdctl: nobody listens on /run/q7net/q7rd.socket: the daemon has ended\n");
+    listen(listener, 0);
+    const int other = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(connect(other, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(complaint("link eth1 up"),
+              "q7rdctl: the daemon takes no connections on /run/q7net/q7rd.socket: it has been stopped\n");
+    close(other);
+    close(listener);
+}
+
+// A result that cannot be written is no success.
+TEST_F(Q7rdctl, ReportsThatItsAnswerWasLost)
+{
+    const Listener listener;
+    const Outcome outcome = q7rdctl("link eth1 up", 0, "/dev/full");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.errors, "q7rdctl: done (0), but that could not be written: No space left on device\n");
+}
+
+// Every word of the long lists stands for the number that the daemon knows it by.
+TEST_F(Q7rdctl, WordsStandForTheirNumbers)
+{
+    Listener listener;
+    const auto expect_numbers = [&listener](const std::string &before, const Lines &words, const std::string &after) {
+        for (size_t i = 0; i < words.size(); i++) {
+            ASSERT_EQ(q7rdctl(before + words[i] + after).status, 0) << words[i];
+            EXPECT_EQ(listener.received.back()[sizeof(RequestHeader)], static_cast<char>(i)) << words[i];
+        }
+    };
+    expect_numbers("service stop ",
+                   {"avahi-daemon", "lldpd-topology", "llmnrd", "network", "nodediscd", "kx-dhclient", "radvd",
+                    "dhclient", "dhclient6", "dhclient6s", "dhcpd6", "q7mdnspublish", "wpa_supplicant", "ddnsreg"},
+                   "");
+    expect_numbers("firewall ", {"mdns", "dedipv4 --interface eth1", "usb-nat", "ping", "dpufilt"}, " apply");
+    expect_numbers("mgmt ", {"ipv6", "rebuild --macvlan --lower eth1", "link"}, " bond0");
 }
 
 TEST_F(Q7rdctl, ShowsOnATerminalThatItWaits)
@@ -537,8 +615,7 @@ TEST_F(Q7rdctl, ShowsOnATerminalThatItWaits)
     waitpid(child, nullptr, 0);
     close(terminal);
     zsock_destroy(&silent);
-    EXPECT_TRUE(shown_text.starts_with("\rwaiting for the answer, 1 s \rwaiting for the answer, 2 s \r\033[Kq7rdctl: "))
-        << shown_text;
+    EXPECT_TRUE(shown_text.starts_with("\rwaiting for the answer, 1 s \r\033[Kq7rdctl: no answer")) << shown_text;
 }
 
 // The client looks whether anybody listens before it sends; the daemon must not mind.
@@ -548,7 +625,7 @@ TEST_F(Q7rdctl, WorksWithTheDaemonManyTimes)
     rig::Client other;
     ASSERT_EQ(other.request(RD_CMD_SIDEBAND, SidebandRequest{}), 0); // it has its socket by now
     for (int i = 0; i < 100; i++) {
-        ASSERT_EQ(q7rdctl("sideband delete --macve0 --timeout 5").output, "done (0)\n") << i;
+        ASSERT_EQ(q7rdctl("link eth1 up --timeout 5").output, "done (0)\n") << i;
         ASSERT_EQ(other.request(RD_CMD_SIDEBAND, SidebandRequest{}), 0) << i;
     }
     EXPECT_EQ(calls().size(), 100U);

@@ -18,13 +18,26 @@ for command in $commands; do
     [ -n "$entry" ] || fail "q7rdctl(1) has no $command"
     told=$(words_of "$entry")
     for word in $("$q7rdctl" "$command" --help | sed '/^Example:/,$d' | grep -oE '^  --[a-z0-9-]+|\{[^}]*\}' | tr '{,}' '   '); do
-        [ "$word" = --help-all ] || grep -qx -e "$word" <<<"$told" || fail "q7rdctl(1) does not tell of $word of $command"
+        [[ $word == --help-all || $word =~ ^[0-9]+$ ]] || grep -qx -e "$word" <<<"$told" || fail "q7rdctl(1) does not tell of $word of $command"
     done
     if [ "$command" != raw ]; then
         grep -qx ":  $command\|:\[ $command" "$source/packaging/man/q7net-shellexec.8.scd.in" || fail "q7net-shellexec(8) has no $command"
         grep -q "| \`$command\` |" "$source/README.md" || fail "README.md has no $command"
     fi
 done
+for word in $("$q7rdctl" --help | sed '/^Services\|^Links/,$d' | grep -oE -- '--[a-z-]+'); do
+    grep -q -e "^.*$word" <<<"$page" || fail "q7rdctl(1) has no $word"
+done
+for status in "0 done" "1 refused or failed" "2 wrong usage" "3 no reply"; do
+    "$q7rdctl" --help | grep -q "$status" || fail "the help does not tell of exit status $status"
+    awk '/^# EXIT STATUS/ { on = 1 } /^# EXAMPLES/ { on = 0 } on' <<<"$page" | grep -qx "${status%% *}" ||
+        fail "q7rdctl(1) does not tell of exit status ${status%% *}"
+done
+# Every offset that the header asserts, beside its field.
+rows=$(awk '/^\|  [0-9]+$/ { offset = $2 } /^:  [a-z]/ && offset != "" { print offset, $2; offset = "" }' "$man/q7net-protocol.7.full" | sed 's/\\//g')
+while IFS='.,() ' read -r _ _ field offset _; do
+    [[ $field == *'['* || $field == payload ]] || grep -qx "$offset $field" <<<"$rows" || fail "q7net-protocol(7): $field is at $offset"
+done < <(grep '^RD_AT(' "$source/shellexec/core/protocol.h")
 protocol=$(mandoc -T ascii -O width=200 "$man/q7net-protocol.7" | col -b)
 while read -r name; do
     grep -qw "$name" <<<"$protocol" || fail "q7net-protocol(7) has no $name"
@@ -64,6 +77,8 @@ offers "dhclient dhclient6 dhclient6s dhcpd6" service stop dh
 offers "off on" mgmt rebuild bond0 --ipv6 ""
 offers "rebuild" mgmt --vlan 5 re
 offers "--macv2 --macv2-mac --macv3 --macv3-mac --macve0" sideband add --mac
+offers "link" --json li
+offers "--json" link --js
 offers "lo" mdns start _a._tcp --interface lo
 offers "/etc/hostname" --socket /etc/hostn
 

@@ -26,6 +26,7 @@ inside() {
     check systemctl is-active q7net-shellexec
     check '[ "$(stat -c "%U %G %a" /run/q7net/q7rd.socket)" = "root q7net 770" ]'
     check 'systemctl show -P Result q7mdnspublish | grep -qx exec-condition' # without an address there is nothing to do
+    check 'ls /usr/share/bash-completion/completions/q7rdctl /usr/share/man/man{1,7,8}/q7*'
     check systemd-analyze verify --man=no /usr/lib/systemd/system/{q7net-shellexec,q7mdnspublish}.service
     for unit in q7net-shellexec q7mdnspublish; do
         systemd-analyze security --no-pager --offline=yes "$unit.service" | tail -n 1
@@ -34,9 +35,14 @@ inside() {
     echo "# who may"
     useradd -m member -G q7net
     check 'runuser -u member q7rdctl link lo up'
+    check 'runuser -u member cat /run/q7net/q7neterrs'
+    check '[ "$(stat -c "%U %G %a" /run/q7net /run/q7net/dhcp /run/q7net/tmp | sort -u)" = "root q7net 750" ]'
     check 'runuser -u nobody q7rdctl link lo up; [ $? = 3 ]'
 
     echo "# what the unit must let it do"
+    mkdir -p /etc/sysapps_script/network
+    printf '#!/bin/sh\necho works >/tmp/from-script\n' >/etc/sysapps_script/network/systemautoconf.sh
+    chmod +x /etc/sysapps_script/network/systemautoconf.sh
     ip link add eth0 type veth peer name peer0
     ip link set peer0 up
     check 'q7rdctl link eth0 up && ip link show eth0 | grep -q LOWER_UP'
@@ -48,6 +54,7 @@ inside() {
     check 'q7rdctl firewall usb-nat apply && iptables -t nat -S | grep -q 169.254.0.0/16'
     check 'q7rdctl arping eth0 10.0.0.1 10.0.0.2'
     check 'q7rdctl service restart avahi-daemon --wait'
+    check 'q7rdctl autoconfig && [ "$(cat /tmp/from-script)" = works ]' # platform scripts have a /tmp
     check '! grep -E "Operation not permitted|Permission denied|Read-only file system|failed to execv" /run/q7net/q7neterrs'
 
     echo "# what it starts outlives it, and it comes back"
@@ -84,7 +91,7 @@ inside() {
     done
     wait "$writer"
     check '[ "$(cat /run/q7net/q7neterrs{.2.gz,.1,} | zcat -f | wc -l)" = '"$((before + 600))"' ]'
-    check '[ "$(stat -c "%U %a" /run/q7net/q7neterrs)" = "root 660" ]'
+    check '[ "$(stat -c "%U %a" /run/q7net/q7neterrs)" = "root 644" ]'
 
     echo "# removed and purged"
     check dpkg --remove q7net-shellexec q7net-shellexec-dev
