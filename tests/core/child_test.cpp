@@ -152,6 +152,55 @@ TEST_F(Child, FailedExecNeverHangsOnAnotherThreadsLoggerLock)
     EXPECT_EQ(reports, 150U);
 }
 
+// The child shares our memory until it is the tool: a handler that ran in it would do so behind our back.
+static pid_t handler_of;
+static volatile sig_atomic_t ran_elsewhere;
+
+TEST_F(Child, SignalsRunNoHandlerInTheChild)
+{
+    handler_of = getpid();
+    ran_elsewhere = 0;
+    struct sigaction action {
+    };
+    action.sa_handler = [](int) { ran_elsewhere = ran_elsewhere != 0 || getpid() != handler_of ? 1 : 0; };
+    sigaction(SIGUSR1, &action, nullptr);
+    setpgid(0, 0);
+    const pid_t group = getpgrp();
+    const pid_t storm = fork();
+    if (storm == 0) {
+        setpgid(0, 0);
+        while (kill(-group, SIGUSR1) == 0) {
+            usleep(20);
+        }
+        _exit(0);
+    }
+    int hit = 0;
+    for (int i = 0; i < 300; i++) {
+        hit += rd_exec_cmd(kTool, 1, 1) == SIGUSR1 ? 1 : 0;
+    }
+    kill(storm, SIGKILL);
+    EXPECT_EQ(ran_elsewhere, 0);
+    EXPECT_GT(hit, 0) << "no signal came in time";
+    signal(SIGUSR1, SIG_IGN); // those still on their way
+}
+
+TEST_F(Child, NeedsNoLockOfTheLoggers)
+{
+    std::atomic<bool> locked = false;
+    std::thread hung([&locked] {
+        const LogScope inside;
+        locked = true;
+        zclock_sleep(1500);
+    });
+    while (!locked) {
+        zclock_sleep(1);
+    }
+    const int64_t start = zclock_mono();
+    EXPECT_EQ(rd_exec_cmd(kTool, 1, 1), 0);
+    EXPECT_LT(zclock_mono() - start, 1000);
+    hung.join();
+}
+
 TEST_F(Child, PidFileIsReadAsOn32Bits)
 {
     struct {
