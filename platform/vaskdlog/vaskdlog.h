@@ -12,7 +12,8 @@ extern "C" {
 //           level + 1 (err, warning, notice, info, debug)
 //   area    the platform's message area; every caller passes 200; unused here
 //   format  as for printf(3); %m is the text of errno
-// Nothing is returned: with nobody listening on /dev/log the record is lost and nothing else happens.
+// Nothing is returned: with nobody listening on /dev/log the record is lost and nothing else happens. A listener that has
+// stopped reading delays one record by a second, after which records are lost until it reads again.
 void vaskprintf(int level, int area, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 // Replaces the process image by the program at path, as execv(3) does.

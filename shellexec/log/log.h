@@ -17,9 +17,9 @@
 [[gnu::format(printf, 1, 2)]] void de_errlog_write(const char *format, ...);
 
 // While one lives, no other thread is inside the loggers. A message holds one so that its two records stand
-// in the same order in both logs. fork() needs one too: the C library's time zone and syslog locks are copied
-// as they are, and a lock that another thread held would stay held for ever in the child, which hangs when it
-// reports that its exec failed.
+// in the same order in both logs. fork() needs one too: the locks of the C library's time zone and of the platform
+// logger are copied as they are, and a lock that another thread held would stay held for ever in the child, which hangs
+// when it reports that its exec failed.
 class LogScope
 {
   public:
