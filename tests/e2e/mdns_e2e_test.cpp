@@ -17,7 +17,7 @@ class RealMdns : public rig::Controller
         shell("ip netns add far; ip link add usbpt type veth peer name peer0 netns far; ip link set lo up;"
               "ip -n far link set lo up; ip -n far addr add 192.168.7.2/24 dev peer0; ip -n far link set peer0 up;"
               "ip addr add 192.168.7.1/24 dev usbpt; ip link set usbpt up");
-        run("/rig/q7avahi bus");
+        bus_ = run("/rig/q7avahi bus");
         run("/rig/q7avahi far bus");
         EXPECT_TRUE(
             rig::wait_until([] { return fs::exists("/run/dbus/system_bus_socket") && fs::exists("/run/far/bus"); }));
@@ -44,12 +44,13 @@ class RealMdns : public rig::Controller
         return pid;
     }
     void start_avahi() { avahi_ = run("/rig/q7avahi daemon"); }
-    void stop_avahi()
+    void stop(pid_t pid)
     {
-        kill(avahi_, SIGTERM);
-        waitpid(avahi_, nullptr, 0);
-        std::erase(started_, avahi_);
+        kill(pid, SIGTERM);
+        waitpid(pid, nullptr, 0);
+        std::erase(started_, pid);
     }
+    void stop_avahi() { stop(avahi_); }
     static std::string far(const std::string &command) { return shell("/rig/q7avahi far run " + command); }
     static bool far_resolves()
     {
@@ -57,9 +58,11 @@ class RealMdns : public rig::Controller
             [] { return has(far("timeout 2 avahi-resolve -4 -n ovrak.local"), "ovrak.local\t192.168.7.1"); }, 20'000);
     }
 
+    pid_t bus_ = -1;
+    pid_t avahi_ = -1;
+
   private:
     std::vector<pid_t> started_;
-    pid_t avahi_ = -1;
 };
 
 TEST_F(RealMdns, HostRecordIsSeenAtTheFarEndAndOutlivesTheDaemon)
@@ -137,4 +140,64 @@ TEST_F(RealMdns, OthersWaitForTheDebugBrowseThenAreServed)
     EXPECT_GE(zclock_mono() - start, 2999);
     other.join();
     EXPECT_TRUE(wait_for_message("ServerMod-07 192.168.7.2"));
+}
+
+TEST_F(RealMdns, PublisherWaitsForItsDaemonAndEndsWithItsBus)
+{
+    stop_avahi();
+    {
+        rig::Daemon early({"mdnspub", "192.168.7.1"});
+        ASSERT_TRUE(wait_for_message("creating avahi client"));
+        start_avahi();
+        EXPECT_TRUE(wait_for_message("avahi entry group committed"));
+        platform_log.take();
+    }
+    kill(avahi_, SIGSTOP);
+    rig::Daemon publisher({"mdnspub", "192.168.7.1"});
+    ASSERT_TRUE(wait_for_message("creating avahi client"));
+    EXPECT_FALSE(wait_for_message("committed", 500));
+    kill(avahi_, SIGCONT);
+    EXPECT_TRUE(wait_for_message("avahi entry group committed"));
+    platform_log.take();
+    stop(bus_);
+    EXPECT_TRUE(wait_for_message("avahi daemon restarted: Daemon connection failed"));
+    EXPECT_TRUE(wait_for_message("failed to create avahi mdns client"));
+    EXPECT_EQ(publisher.wait(), 0) << "for the service manager to start it again";
+}
+
+TEST_F(RealMdns, BrowseNeverHoldsTheServerUp)
+{
+    stop_avahi();
+    rig::Daemon daemon;
+    rig::Client client;
+    zsock_set_rcvtimeo(client.socket(), 2'000);
+    const auto browse = [&](uint32_t start) {
+        EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, MdnsBrowseServiceRequest{start, 0, -1, "_ipp._tcp"}), 0);
+    };
+    browse(1);
+    EXPECT_TRUE(wait_for_message("ERROR - cant create srvc browser: Bad state")) << "without an Avahi daemon";
+    EXPECT_TRUE(wait_for_message("thread exiting"));
+    const size_t descriptors = rig::open_descriptors(daemon.pid());
+
+    start_avahi();
+    EXPECT_TRUE(rig::wait_until([] { return has(shell("avahi-browse -t _ipp._tcp; echo rc=$?"), "rc=0"); }));
+    kill(avahi_, SIGSTOP);
+    platform_log.take();
+    browse(1); // its thread waits for the stopped daemon
+    browse(0);
+    browse(1);
+    EXPECT_EQ(client.request(RD_CMD_LINK, LinkControlRequest{1, "lo"}), 0);
+    kill(avahi_, SIGCONT);
+    EXPECT_TRUE(wait_for_message("state = RUNNING"));
+    browse(0);
+    EXPECT_TRUE(rig::wait_until([&] { return rig::open_descriptors(daemon.pid()) == descriptors; }));
+
+    browse(1);
+    EXPECT_TRUE(wait_for_message("ALL_FOR_NOW"));
+    platform_log.take();
+    stop(bus_);
+    EXPECT_TRUE(wait_for_message("cant connect to server: Daemon connection failed"));
+    EXPECT_TRUE(wait_for_message("thread exiting"));
+    EXPECT_EQ(client.request(RD_CMD_LINK, LinkControlRequest{1, "lo"}), 0) << "the bus took nobody with it";
+    EXPECT_EQ(rig::open_descriptors(daemon.pid()), descriptors);
 }
