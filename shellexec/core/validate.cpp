@@ -82,3 +82,10 @@ int rd_validate_ipv4(const char *text)
 {
     return check(text, kIpv4, 7, 16);
 }
+
+const char *rd_path_name(const char *name)
+{
+    const std::string_view text(name);
+    const bool leads_out = text.find('/') != std::string_view::npos || text == "." || text == "..";
+    return leads_out ? "(no interface name)" : name; // longer than any
+}

@@ -23,3 +23,7 @@ int rd_validate_field(int (*validate)(const char *), const char (&field)[N])
 {
     return memchr(field, '\0', N) == nullptr ? int{RD_RC_TOO_LONG} : validate(field);
 }
+
+// A name as a part of a path: itself, or for one that no interface can have and that would lead out of its folder (with a
+// '/', "." or "..": dev_valid_name of the kernel) a text of which there is no folder.
+const char *rd_path_name(const char *name);

@@ -19,7 +19,7 @@ static constexpr std::array<const char *, 5> kIfenslave = {"/usr/sbin/ifenslave"
 static int set_bonding(const char *bond, const char *setting, const char *value)
 {
     char path[256];
-    rd_format(path, "/sys/class/net/%s/bonding/%s", bond, setting);
+    rd_format(path, "/sys/class/net/%s/bonding/%s", rd_path_name(bond), setting);
     return rd_write_file(path, value).error;
 }
 
@@ -107,7 +107,7 @@ int rd_mgmt_iface_conjoin_in_an_inclusive_fashion(const ConjoinRequest *request)
     const char *first = request->lower[0];
     for (const char *setting : {"primary", "active_slave"}) {
         char path[64];
-        rd_format(path, "/sys/class/net/%s/bonding/%s", request->bond, setting);
+        rd_format(path, "/sys/class/net/%s/bonding/%s", rd_path_name(request->bond), setting);
         const auto [opened, error] = rd_write_file(path, first);
         if (!opened) {
             RD_ERROR("failed to open %s %s\n", path, ErrorText(error).c_str());

@@ -2,13 +2,14 @@
 
 #include "core/file.h"
 #include "core/text.h"
+#include "core/validate.h"
 #include "log/log.h"
 
 void rd_ipv6_setting(const char *ifname, const char *setting, const char *value)
 {
     char path[150];
     char line[64];
-    rd_format(path, "/proc/sys/net/ipv6/conf/%s/%s", ifname, setting);
+    rd_format(path, "/proc/sys/net/ipv6/conf/%s/%s", rd_path_name(ifname), setting);
     rd_format(line, "%s\n", value);
     const int error = rd_write_file(path, line).error;
     if (error == 0) {
@@ -32,7 +33,7 @@ void rd_configure_ipv6(const char *ifname, int enable, int autoconfig, int mode)
     for (int i = 0; i < (mode == -1 ? kAddrGenMode : kSettings); i++) {
         char path[50]; // too short for names of more than 11 to 15 characters, which read as IPv6 off
         char text[2] = "";
-        rd_format(path, "/proc/sys/net/ipv6/conf/%s/%s", ifname, kNames[i]);
+        rd_format(path, "/proc/sys/net/ipv6/conf/%s/%s", rd_path_name(ifname), kNames[i]);
         const int error = rd_read_line(path, text);
         if (error != 0) {
             RD_ERROR("Unable to open file: %s %s\n", path, ErrorText(error).c_str());
@@ -63,7 +64,7 @@ void rd_set_ip6_hoplimit(const char *ifname, int hop_limit)
     }
     char path[256];
     char line[16];
-    rd_format(path, "/proc/sys/net/ipv6/conf/%s/hop_limit", ifname);
+    rd_format(path, "/proc/sys/net/ipv6/conf/%s/hop_limit", rd_path_name(ifname));
     rd_format(line, "%d\n", hop_limit);
     const auto [opened, error] = rd_write_file(path, line);
     if (!opened) {

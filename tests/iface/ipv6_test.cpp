@@ -38,6 +38,18 @@ TEST_F(Ipv6, SettingWritesOneLineOrSaysWhyNot)
                             "2 rd_ipv6_setting ERROR - eth0 refusing val:1 No space left on device"}));
 }
 
+// "../../../../../" would lead to the root folder.
+TEST_F(Ipv6, NamesThatLeadOutOfTheFolderWriteNothing)
+{
+    interface_reads('0', '0', '0');
+    for (const char *name : {"../conf/eth0", "eth0/", "eth0/../eth0", "/eth0", "..", "."}) {
+        rd_configure_ipv6(name, 1, 1, -1);
+        rd_set_ip6_hoplimit(name, 3);
+        EXPECT_EQ(setting("accept_ra") + setting("disable_ipv6") + setting("accept_dad"), "0\n0\n(none)") << name;
+        EXPECT_FALSE(fs::exists(kConf + "accept_dad") || fs::exists(kConf + "../accept_dad")) << name;
+    }
+}
+
 TEST_F(Ipv6, OffIsOneWrite)
 {
     interface_reads('1', '0', '0');
