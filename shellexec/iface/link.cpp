@@ -100,7 +100,7 @@ int rd_set_iface_mac(const char *name, const char *mac)
 
 int rd_wait_for_iface_ready(const char *name, int seconds, const char *wanted)
 {
-    char path[64];
+    char path[160]; // room for every name that passes a check
     rd_format(path, "/sys/class/net/%s/operstate", rd_path_name(name));
     int tries = seconds < 1 ? 2 : seconds * 2;
     while (tries-- > 0) {
