@@ -23,7 +23,10 @@ void drain_log()
 {
     sockaddr_un address{AF_UNIX, "/dev/log"};
     const int log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    bind(log, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    if (bind(log, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        perror("bench: /dev/log");
+        exit(1);
+    }
     std::thread([log] {
         char record[8192];
         while (recv(log, record, sizeof record, 0) >= 0) {
@@ -225,8 +228,12 @@ void soak(uint32_t cmd, int requests)
 
 int main(int argc, char *argv[])
 {
-    const int link_requests = argc > 1 ? atoi(argv[1]) : 20'000;
-    const int idle_requests = argc > 2 ? atoi(argv[2]) : 1'000'000;
+    const int link_requests = argc > 1 ? static_cast<int>(strtol(argv[1], nullptr, 10)) : 20'000;
+    const int idle_requests = argc > 2 ? static_cast<int>(strtol(argv[2], nullptr, 10)) : 1'000'000;
+    if (std::min(link_requests, idle_requests) < kRounds) {
+        fprintf(stderr, "usage: bench [LINK-REQUESTS [IDLE-REQUESTS]], each %d or more\n", kRounds);
+        return 2;
+    }
     rig::enter(rig::Tools::kReal);
     setvbuf(stdout, nullptr, _IOLBF, 0);
     zsys_handler_set(nullptr);
