@@ -3,6 +3,7 @@
 #include "rig/rig.h"
 
 #include <fcntl.h>
+#include <new>
 #include <pty.h>
 #include <set>
 #include <sstream>
@@ -120,6 +121,7 @@ class Q7rdctl : public rig::Controller
 
 } // namespace
 
+// Fills a frame of zeros in place, so that the padding of its record stays what it is.
 struct FrameCase {
     const char *arguments;
     uint32_t code;
@@ -130,192 +132,208 @@ TEST_F(Q7rdctl, EachCommandFillsItsRecord)
 {
     const FrameCase cases[] = {
         {"autoconfig", 1, [](RequestFrame &) {}},
-        {"autoconfig disable", 1, [](RequestFrame &f) { f.autoconfig = {"disable"}; }},
+        {"autoconfig disable", 1, [](RequestFrame &f) { new (&f.autoconfig) AutoconfigRequest{"disable"}; }},
         {"usbnic create --host-mac 02:00:00:00:00:01 --device-mac 02:00:00:00:00:02 --gadget-flag", 2,
-         [](RequestFrame &f) { f.usbnic = {3, 1, 0, "02:00:00:00:00:01", "02:00:00:00:00:02", 0, {}}; }},
+         [](RequestFrame &f) {
+             new (&f.usbnic) UsbnicRequest{3, 1, 0, "02:00:00:00:00:01", "02:00:00:00:00:02", 0, {}};
+         }},
         {"usbnic up --device-mac 02:00:00:00:00:02 --address 169.254.77.1/24 fde1::1/64 --dhcp-server", 2,
          [](RequestFrame &f) {
-             f.usbnic = {1, 0, 1, "", "02:00:00:00:00:02", 24, {"169.254.77.1", "fde1::1"}};
+             new (&f.usbnic) UsbnicRequest{1, 0, 1, "", "02:00:00:00:00:02", 24, {"169.254.77.1", "fde1::1"}};
          }},
         {"usbnic down", 2, [](RequestFrame &) {}},
         {"usbnic renew --address fde1::2/64", 2,
-         [](RequestFrame &f) { f.usbnic = {.action = 2, .address = {"fde1::2"}}; }},
+         [](RequestFrame &f) { new (&f.usbnic) UsbnicRequest{.action = 2, .address = {"fde1::2"}}; }},
         {"mgmt rebuild bond0 --lower eth1 eth2 eth0 --mac 02:00:00:00:00:01 --vlan 100 --mtu 1400 --hop-limit 33 "
          "--address-generation stable --router-advertisements off --dedicated eth4 --dedicated2 eth5 "
          "--dedicated-link down",
          3,
          [](RequestFrame &f) {
-             f.mgmt = {.action = 1,
-                       .mtu = 1400,
-                       .vlan = 100,
-                       .i6_ena = 1,
-                       .i6_auto = 0,
-                       .mif_linkstate = 1,
-                       .ded_linkstate = 0,
-                       .hoplimit = 33,
-                       .stabpriv = 2,
-                       .mif = "bond0",
-                       .ded = "eth4",
-                       .ded2 = "eth5",
-                       .mac = "02:00:00:00:00:01",
-                       .lwr = {"eth1", "eth2", "eth0"}};
+             new (&f.mgmt) MgmtReconfigRequest{.action = 1,
+                                               .mtu = 1400,
+                                               .vlan = 100,
+                                               .i6_ena = 1,
+                                               .i6_auto = 0,
+                                               .mif_linkstate = 1,
+                                               .ded_linkstate = 0,
+                                               .hoplimit = 33,
+                                               .stabpriv = 2,
+                                               .mif = "bond0",
+                                               .ded = "eth4",
+                                               .ded2 = "eth5",
+                                               .mac = "02:00:00:00:00:01",
+                                               .lwr = {"eth1", "eth2", "eth0"}};
          }},
         {"mgmt rebuild bond0 --macvlan --lower eth1 --ipv6 off --link down --address-generation eui64", 3,
          [](RequestFrame &f) {
-             f.mgmt = {.action = 1,
-                       .mtu = 1500,
-                       .macvlan = 1,
-                       .i6_auto = 1,
-                       .ded_linkstate = 1,
-                       .mif = "bond0",
-                       .lwr = {"eth1"}};
+             new (&f.mgmt) MgmtReconfigRequest{.action = 1,
+                                               .mtu = 1500,
+                                               .macvlan = 1,
+                                               .i6_auto = 1,
+                                               .ded_linkstate = 1,
+                                               .mif = "bond0",
+                                               .lwr = {"eth1"}};
          }},
         {"mgmt ipv6 bond0", 3,
          [](RequestFrame &f) {
-             f.mgmt = {.mtu = 1500,
-                       .i6_ena = 1,
-                       .i6_auto = 1,
-                       .mif_linkstate = 1,
-                       .ded_linkstate = 1,
-                       .stabpriv = -1,
-                       .mif = "bond0"};
+             new (&f.mgmt) MgmtReconfigRequest{.mtu = 1500,
+                                               .i6_ena = 1,
+                                               .i6_auto = 1,
+                                               .mif_linkstate = 1,
+                                               .ded_linkstate = 1,
+                                               .stabpriv = -1,
+                                               .mif = "bond0"};
          }},
         {"service restart network --wait", 4,
          [](RequestFrame &f) {
-             f.header.wait = 1, f.service = {3, 2};
+             f.header.wait = 1, new (&f.service) ServiceRequest{3, 2};
          }},
         {"service stop ddnsreg", 4,
          [](RequestFrame &f) {
-             f.service = {13, 0};
+             new (&f.service) ServiceRequest{13, 0};
          }},
         {"service start kx-dhclient", 4,
          [](RequestFrame &f) {
-             f.service = {5, 1};
+             new (&f.service) ServiceRequest{5, 1};
          }},
-        {"firewall usb-nat apply", 5, [](RequestFrame &f) { f.firewall = {.ruleset = 2, .operation = 1}; }},
+        {"firewall usb-nat apply", 5,
+         [](RequestFrame &f) { new (&f.firewall) FirewallRequest{.ruleset = 2, .operation = 1}; }},
         {"firewall dedipv4 remove --interface eth1", 5,
-         [](RequestFrame &f) { f.firewall = {.ruleset = 1, .ifname = "eth1"}; }},
+         [](RequestFrame &f) { new (&f.firewall) FirewallRequest{.ruleset = 1, .ifname = "eth1"}; }},
         {"firewall dpufilt apply --argument a b c d", 5,
          [](RequestFrame &f) {
-             f.firewall = {.ruleset = 4, .operation = 1, .argument = {"a", "b", "c", "d"}};
+             new (&f.firewall) FirewallRequest{.ruleset = 4, .operation = 1, .argument = {"a", "b", "c", "d"}};
          }},
         {"conjoin bond0 eth1 eth2 eth3", 6,
          [](RequestFrame &f) {
-             f.conjoin = {"bond0", {"eth1", "eth2", "eth3"}};
+             new (&f.conjoin) ConjoinRequest{"bond0", {"eth1", "eth2", "eth3"}};
          }},
         {"link eth1 up", 7,
          [](RequestFrame &f) {
-             f.link = {1, "eth1"};
+             new (&f.link) LinkControlRequest{1, "eth1"};
          }},
         {"link abcdefghijklmno down", 7,
          [](RequestFrame &f) {
-             f.link = {0, "abcdefghijklmno"};
+             new (&f.link) LinkControlRequest{0, "abcdefghijklmno"};
          }},
-        {"hostname ctl-01", 8, [](RequestFrame &f) { f.netname = {"ctl-01"}; }},
-        {"domainname lab.example", 9, [](RequestFrame &f) { f.netname = {"lab.example"}; }},
+        {"hostname ctl-01", 8, [](RequestFrame &f) { new (&f.netname) NameRequest{"ctl-01"}; }},
+        {"domainname lab.example", 9, [](RequestFrame &f) { new (&f.netname) NameRequest{"lab.example"}; }},
         {"arping eth0 10.0.0.5 10.0.0.1", 10,
          [](RequestFrame &f) {
-             f.arping = {"eth0", "10.0.0.5", "10.0.0.1"};
+             new (&f.arping) ArpingRequest{"eth0", "10.0.0.5", "10.0.0.1"};
          }},
         {"bc-ip-rules none", 11,
-         [](RequestFrame &f) { f.bc_ip_rules = {"none", "none", "none", "none", "none", "rt2", 0, ""}; }},
+         [](RequestFrame &f) {
+             new (&f.bc_ip_rules) BcIpRulesRequest{"none", "none", "none", "none", "none", "rt2", 0, ""};
+         }},
         {"bc-ip-rules eth3 --address 10.0.0.5 --netmask 255.0.0.0 --gateway 10.0.0.1 --dns 10.0.0.2 --table rt2x "
          "--option --mac 02:00:00:00:00:01",
          11,
          [](RequestFrame &f) {
-             f.bc_ip_rules = {"eth3", "10.0.0.5", "255.0.0.0", "10.0.0.1", "10.0.0.2", "rt2x", 1, "02:00:00:00:00:01"};
+             new (&f.bc_ip_rules) BcIpRulesRequest{"eth3",     "10.0.0.5", "255.0.0.0", "10.0.0.1",
+                                                   "10.0.0.2", "rt2x",     1,           "02:00:00:00:00:01"};
          }},
         {"vlan-priority bond0.100 7", 12,
          [](RequestFrame &f) {
-             f.vlan_priority = {7, "bond0.100"};
+             new (&f.vlan_priority) VlanPriorityRequest{7, "bond0.100"};
          }},
         {"slbc up eth3 --proxy 10.0.0.9 --topology-lldp 2", 13,
          [](RequestFrame &f) {
-             f.slbc = {1, 2, "eth3", "10.0.0.9"};
+             new (&f.slbc) SlbcRequest{1, 2, "eth3", "10.0.0.9"};
          }},
-        {"send-packet eth0", 14, [](RequestFrame &f) { f.send_packet = {"eth0"}; }},
-        {"hosts-file ctl-01", 15, [](RequestFrame &f) { f.netname = {"ctl-01"}; }},
+        {"send-packet eth0", 14, [](RequestFrame &f) { new (&f.send_packet) SendPacketRequest{"eth0"}; }},
+        {"hosts-file ctl-01", 15, [](RequestFrame &f) { new (&f.netname) NameRequest{"ctl-01"}; }},
         {"dad eth0 10.0.0.5/8", 16,
          [](RequestFrame &f) {
-             f.dad = {"eth0", "10.0.0.5", 8};
+             new (&f.dad) DadRequest{"eth0", "10.0.0.5", 8};
          }},
         {"init --modular --ngm --slot 254 --mac 02:00:00:00:00:01 --eth0 --eth3 --front-dedicated "
          "--kx-interface kx0 --kx-mac 02:00:00:00:00:02 --seed-a A --seed-b B",
          17,
          [](RequestFrame &f) {
-             f.init = {1, 1, 1, 1, 1, {}, 1, 254, "A", "02:00:00:00:00:01", "02:00:00:00:00:02", "kx0", "B"};
+             new (&f.init)
+                 InitRequest{1, 1, 1, 1, 1, {}, 1, 254, "A", "02:00:00:00:00:01", "02:00:00:00:00:02", "kx0", "B"};
          }},
         {"sideband add --macv2 --macv2-mac 02:00:00:00:00:01 --macv3 --macv3-mac 02:00:00:00:00:02 --macve0", 18,
-         [](RequestFrame &f) { f.sideband = {1, 1, 1, 1, "02:00:00:00:00:01", "02:00:00:00:00:02"}; }},
-        {"sideband delete --macve0", 18, [](RequestFrame &f) { f.sideband = {.macve0 = 1}; }},
+         [](RequestFrame &f) {
+             new (&f.sideband) SidebandRequest{1, 1, 1, 1, "02:00:00:00:00:01", "02:00:00:00:00:02"};
+         }},
+        {"sideband delete --macve0", 18, [](RequestFrame &f) { new (&f.sideband) SidebandRequest{.macve0 = 1}; }},
         {"reset-mgmt bond0 --mac 02:00:00:00:00:01 --macsec", 19,
          [](RequestFrame &f) {
-             f.reset_mgmt = {1, 1, "bond0", "02:00:00:00:00:01"};
+             new (&f.reset_mgmt) ResetMgmtRequest{1, 1, "bond0", "02:00:00:00:00:01"};
          }},
-        {"reset-mgmt bond0", 19, [](RequestFrame &f) { f.reset_mgmt = {.ifname = "bond0"}; }},
+        {"reset-mgmt bond0", 19, [](RequestFrame &f) { new (&f.reset_mgmt) ResetMgmtRequest{.ifname = "bond0"}; }},
         {"mif-flush bond0 --ipv6-default-route", 20,
          [](RequestFrame &f) {
-             f.mif_flush = {1, "bond0"};
+             new (&f.mif_flush) MifFlushRequest{1, "bond0"};
          }},
         {"dhcp-release --ipv4", 21,
          [](RequestFrame &f) {
-             f.dhcp_release = {1, 0};
+             new (&f.dhcp_release) DhcpReleaseRequest{1, 0};
          }},
         {"dhcp-release --ipv6", 21,
          [](RequestFrame &f) {
-             f.dhcp_release = {0, 1};
+             new (&f.dhcp_release) DhcpReleaseRequest{0, 1};
          }},
         {"ngm-debug --interface all --router fe80::1 fe80::2", 22,
          [](RequestFrame &f) {
-             f.ngm_debug = {-1, 2, {"fe80::1", "fe80::2"}};
+             new (&f.ngm_debug) RouterProbeRequest{-1, 2, {"fe80::1", "fe80::2"}};
          }},
         {"mdns start _a._tcp --interface lo --firewall", 23,
          [](RequestFrame &f) {
-             f.mdns_browse = {1, 1, 1, "_a._tcp"};
+             new (&f.mdns_browse) MdnsBrowseServiceRequest{1, 1, 1, "_a._tcp"};
          }},
         {"mdns stop _a._tcp --interface all", 23,
          [](RequestFrame &f) {
-             f.mdns_browse = {0, 0, -1, "_a._tcp"};
+             new (&f.mdns_browse) MdnsBrowseServiceRequest{0, 0, -1, "_a._tcp"};
          }},
         {"smartnic up eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00 02:00:00:00:01:01", 24,
          [](RequestFrame &f) {
-             f.smartnic = {1, 2, {"02:00:00:00:01:00", "02:00:00:00:01:01"}, "mif0", "02:00:00:00:00:0f", "eth3"};
+             new (&f.smartnic)
+                 SmartnicRequest{1, 2, {"02:00:00:00:01:00", "02:00:00:00:01:01"}, "mif0", "02:00:00:00:00:0f", "eth3"};
          }},
         {"frontdedicated eth1 --mac 02:00:00:00:00:01", 25,
-         [](RequestFrame &f) { f.frontdedicated = {1, -1, 0, 1, "eth1", "02:00:00:00:00:01"}; }},
+         [](RequestFrame &f) {
+             new (&f.frontdedicated) FrontdedicatedRequest{1, -1, 0, 1, "eth1", "02:00:00:00:00:01"};
+         }},
         {"frontdedicated eth1 --mac 02:00:00:00:00:01 --autoneg off --speed 100 --duplex half --link down", 25,
-         [](RequestFrame &f) { f.frontdedicated = {0, 0, 100, 0, "eth1", "02:00:00:00:00:01"}; }},
+         [](RequestFrame &f) {
+             new (&f.frontdedicated) FrontdedicatedRequest{0, 0, 100, 0, "eth1", "02:00:00:00:00:01"};
+         }},
         {"usb-nic eth4 --mac 02:00:00:00:00:04", 26,
          [](RequestFrame &f) {
-             f.flop_usb_nic = {1, "eth4", "02:00:00:00:00:04"};
+             new (&f.flop_usb_nic) FlopUsbNicRequest{1, "eth4", "02:00:00:00:00:04"};
          }},
         {"tuning eth2 --autoneg off --speed 1000", 27,
          [](RequestFrame &f) {
-             f.tuning = {0, 1000, 1, 1, "eth2"};
+             new (&f.tuning) LinkTuningRequest{0, 1000, 1, 1, "eth2"};
          }},
         {"tuning eth2 --autoneg on --link down", 27,
          [](RequestFrame &f) {
-             f.tuning = {1, 0, 1, 0, "eth2"};
+             new (&f.tuning) LinkTuningRequest{1, 0, 1, 0, "eth2"};
          }},
         {"address eth0 --address 10.0.0.5/24 --gateway 10.0.0.1 --dad", 28,
-         [](RequestFrame &f) { f.static_addrs = {1, 0, 24, 0, 0, "eth0", "10.0.0.5", "10.0.0.1", {}}; }},
+         [](RequestFrame &f) {
+             new (&f.static_addrs) StaticAddrRequest{1, 0, 24, 0, 0, "eth0", "10.0.0.5", "10.0.0.1", {}};
+         }},
         {"address eth0 --address 2001:db8::1/64 --gateway fe80::1 --route 2001:db8:1::/48 fe80::2 02:00:00:00:00:02 "
          "2001:db8:2::/47 fe80::3 02:00:00:00:00:03",
          28,
          [](RequestFrame &f) {
-             f.static_addrs = {0,
-                               1,
-                               64,
-                               0,
-                               0,
-                               "eth0",
-                               "2001:db8::1",
-                               "fe80::1",
-                               {{"02:00:00:00:00:02", "fe80::2", "2001:db8:1::", 48},
-                                {"02:00:00:00:00:03", "fe80::3", "2001:db8:2::", 47}}};
+             new (&f.static_addrs) StaticAddrRequest{0,
+                                                     1,
+                                                     64,
+                                                     0,
+                                                     0,
+                                                     "eth0",
+                                                     "2001:db8::1",
+                                                     "fe80::1",
+                                                     {{"02:00:00:00:00:02", "fe80::2", "2001:db8:1::", 48},
+                                                      {"02:00:00:00:00:03", "fe80::3", "2001:db8:2::", 47}}};
          }},
         {"address eth0 --autoconfiguration on", 28,
-         [](RequestFrame &f) { f.static_addrs = {0, 1, 0, 1, 1, "eth0", "", "", {}}; }},
+         [](RequestFrame &f) { new (&f.static_addrs) StaticAddrRequest{0, 1, 0, 1, 1, "eth0", "", "", {}}; }},
         {"terminate", 29, [](RequestFrame &) {}},
     };
     std::set<uint32_t> seen;
