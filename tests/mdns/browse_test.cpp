@@ -329,7 +329,7 @@ TEST_F(Browse, NewBrowseEndsTheOneBefore)
         const std::lock_guard lock(script->mutex);
         return std::count(script->asked.begin(), script->asked.end(), "free poll") == 1 && script->running_loops == 1;
     }));
-    EXPECT_EQ(threads(), 1U);
+    EXPECT_TRUE(rig::wait_until([] { return threads() == 1; }));
 }
 
 // Started in quick succession, before any has its poll object, all but one end, and that one can be stopped.
