@@ -1,9 +1,11 @@
 #include "rig/rig.h"
 
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -121,8 +123,11 @@ static int status_of(pid_t child)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+static Tools entered;
+
 void enter(Tools tools)
 {
+    entered = tools;
     const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
     const uid_t uid = geteuid();
     const gid_t gid = getegid();
@@ -150,8 +155,11 @@ void enter(Tools tools)
     }
 }
 
+static std::set<fs::path> made_by_tests;
+
 void write_file(const std::string &path, const std::string &text)
 {
+    made_by_tests.insert(path);
     fs::create_directories(fs::path(path).parent_path());
     std::ofstream(path) << text;
 }
@@ -289,6 +297,35 @@ Controller::Controller()
     fs::create_directories("/run/q7net/dhcp");
     for (const char *note : {"/rig/calls", "/rig/state", "/rig/answers"}) {
         fs::remove(note);
+    }
+}
+
+// Where the daemon may make or change files.
+static const char *const kItsFiles[] = {
+    "/run/q7net/q7neterrs",
+    "/run/q7net/dhcp/@(ipv4_dad_conflict|vsizt)",
+    "/etc/hosts",
+    "/proc/sys/net/ipv4/conf/all/@(arp_ignore|forwarding)",
+    "/proc/sys/net/ipv6/conf/*/@(accept_*|addr_gen_mode|disable_ipv6|hop_limit|stable_secret)",
+    "/sys/class/net/*/bonding/*",
+    "/sys/kernel/config/usb_gadget/usbpt/UDC",
+};
+
+Controller::~Controller()
+{
+    for (const char *folder : {"/etc", "/run", "/var", "/proc/sys/net", "/sys"}) {
+        if (entered != Tools::kRecording || !fs::exists(folder)) { // elsewhere they are the kernel's and the tools'
+            continue;
+        }
+        for (const auto &entry : fs::recursive_directory_iterator(folder)) {
+            const std::string path = entry.path();
+            const bool its = std::any_of(std::begin(kItsFiles), std::end(kItsFiles), [&path](const char *pattern) {
+                return fnmatch(pattern, path.c_str(), FNM_PATHNAME | FNM_EXTMATCH) == 0;
+            });
+            const bool made = made_by_tests.contains(path) || path == "/etc/group" || path == "/etc/passwd" ||
+                              path.starts_with("/run/bin/"); // programs that tests run
+            EXPECT_TRUE(its || made || entry.is_symlink() || !entry.is_regular_file()) << path << " was made";
+        }
     }
 }
 

@@ -58,6 +58,7 @@ class Controller : public testing::Test
 {
   protected:
     Controller();
+    ~Controller() override; // having checked that no file was made but by the test and those that the daemon may make
 
     // A network interface, with its files in sysfs and procfs.
     static void interface(const std::string &name, const std::string &operstate = "up\n");
