@@ -1,3 +1,4 @@
+#include "../rig/tools.h"
 #include "fields.h"
 #include "world.h"
 
@@ -11,20 +12,6 @@
 
 using world::Place;
 
-static constexpr std::string_view kTools[] = {"/sbin/ip",
-                                              "/sbin/dhclient",
-                                              "/bin/arping",
-                                              "/bin/configfs_gadget_usbpt.sh",
-                                              "/bin/kill",
-                                              "/bin/ping",
-                                              "/bin/systemctl",
-                                              "/usr/sbin/ethtool",
-                                              "/usr/sbin/ifenslave",
-                                              "/usr/sbin/iptables",
-                                              "/usr/sbin/udhcpd",
-                                              "/etc/sysapps_script/network/fwctrl.sh",
-                                              "/etc/sysapps_script/network/systemautoconf.sh",
-                                              "/etc/sysapps_script/network/tendmoor_bc.sh"};
 static constexpr size_t kMostWords = 16;
 
 // clang-format off

@@ -1,5 +1,7 @@
 #include "rig/rig.h"
 
+#include "rig/tools.h"
+
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -19,23 +21,6 @@
 
 namespace rig
 {
-
-static const char *const kTools[] = {
-    "/sbin/ip",
-    "/sbin/dhclient",
-    "/bin/arping",
-    "/bin/configfs_gadget_usbpt.sh",
-    "/bin/kill",
-    "/bin/ping",
-    "/bin/systemctl",
-    "/usr/sbin/ethtool",
-    "/usr/sbin/ifenslave",
-    "/usr/sbin/iptables",
-    "/usr/sbin/udhcpd",
-    "/etc/sysapps_script/network/fwctrl.sh",
-    "/etc/sysapps_script/network/systemautoconf.sh",
-    "/etc/sysapps_script/network/tendmoor_bc.sh",
-};
 
 static void must(bool good, const std::string &what)
 {
