@@ -238,6 +238,10 @@ void PlatformLog::read(int flags)
     for (ssize_t size = 0; (size = recv(socket_, bytes, sizeof bytes, flags)) > 0;) {
         // "<PRIORITY>Nov 22 21:33:30 q7net-shellexec: text"
         const std::string record(bytes, static_cast<size_t>(size) - (bytes[size - 1] == '\0' ? 1 : 0));
+        if (record[0] == '/') { // a tool's
+            records_ += record + "\n";
+            continue;
+        }
         const std::string ident = " q7net-shellexec: ";
         const size_t header = record.find('>') + 1 + strlen("Nov 22 21:33:30");
         EXPECT_EQ(record.find(ident), header) << "not a syslog record of ours: " << record;
@@ -280,7 +284,7 @@ Controller::Controller()
     umount2("/run/netns", MNT_DETACH); // made by ip netns
     empty("/run");
     fs::create_directories("/run/q7net/dhcp");
-    for (const char *note : {"/rig/calls", "/rig/state", "/rig/answers"}) {
+    for (const char *note : {"/rig/calls", "/rig/state", "/rig/answers", "/rig/in-order"}) {
         fs::remove(note);
     }
 }
@@ -359,7 +363,7 @@ Lines Controller::log()
     Lines records = platform_log.take();
     Lines both;
     for (const std::string &record : records) {
-        if (record[0] <= '4') {
+        if (record[0] >= '2' && record[0] <= '4') {
             both.push_back(record.substr(2));
         }
     }

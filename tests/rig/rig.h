@@ -42,7 +42,8 @@ class PlatformLog
   public:
     PlatformLog();
     ~PlatformLog();
-    std::string all(); // "LEVEL function text" a line, since the last take
+    // "LEVEL function text" a line, since the last take; among them the words of the tools run while /rig/in-order exists.
+    std::string all();
     Lines take();
 
   private:

@@ -5,6 +5,7 @@
 //   /rig/state    gets what the last call inherited
 //   /rig/answers  lines "STATUS DELAY_MS WORDS": the first whose WORDS begin the call decides the exit status (or the
 //                 signal -STATUS) and how long the tool runs; without one it ends at once with 0
+// While /rig/in-order exists, each call is noted in the platform log too, where it stands among the messages.
 // Statically linked, so that it needs no library in the controller's root.
 
 #include <cstdio>
@@ -15,6 +16,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 static void append(const char *path, const std::string &text)
@@ -31,6 +34,14 @@ static std::string target_of(const std::string &fd)
     char target[256];
     const ssize_t size = readlink(("/proc/self/fd/" + fd).c_str(), target, sizeof target);
     return size < 0 ? "closed" : std::string(target, static_cast<size_t>(size));
+}
+
+static void note_in_order(const std::string &words)
+{
+    const sockaddr_un log{.sun_family = AF_UNIX, .sun_path = "/dev/log"};
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sendto(fd, words.data(), words.size(), 0, reinterpret_cast<const sockaddr *>(&log), sizeof log);
+    close(fd);
 }
 
 // Standard input, descriptors above 2, and the blocked and ignored signals.
@@ -68,7 +79,11 @@ int main(int argc, char *argv[])
     const bool quiet = target_of("1") == "/dev/null" && target_of("2") == "/dev/null";
     unlink("/rig/state");
     append("/rig/state", inherited());
-    append("/rig/calls", words + (quiet ? "\n" : " (loud)\n"));
+    const std::string call = words + (quiet ? "" : " (loud)");
+    append("/rig/calls", call + "\n");
+    if (access("/rig/in-order", F_OK) == 0) {
+        note_in_order(call);
+    }
 
     FILE *answers = fopen("/rig/answers", "re");
     int status = 0;

@@ -1,8 +1,20 @@
-# Makes a header with the fields of all commands' records, from what packaging/man/protocol.awk makes of the lines
-# %COMMANDS% and %RECORDS%.
+# Makes a header with the names of all commands and the fields of their records, from protocol.h and what
+# packaging/man/protocol.awk makes of the lines %COMMANDS% and %RECORDS%: awk -f fields.awk protocol.h DESCRIBED.
 
 BEGIN {
     print "#include <cstddef>\n#include <cstdint>"
+    print "static constexpr const char *kCommands[] = {\"\","
+}
+
+FNR == NR {
+    if (/^ *RD_CMD_/) {
+        printf "\"%s\",\n", substr($1, length("RD_CMD_") + 1)
+    }
+    next
+}
+
+FNR == 1 {
+    print "};"
     print "struct Field {\n    uint32_t cmd;\n    size_t offset, size;\n    bool is_text;\n    const char *name;\n};"
     print "static constexpr Field kFields[] = {"
 }

@@ -1,0 +1,286 @@
+// Runs transcripts, which show what the daemon does for each request: test_transcripts [--accept] FILE...
+//
+// A transcript is made of cases, each with a controller and a daemon of its own. A line is one of
+//
+//   ## TITLE                    begins a case; what stands before the first begins each
+//   # TEXT                      a remark
+//   interface NAME [STATE]      a network interface; its operstate, else up
+//   file PATH [TEXT]            a file there is
+//   folder PATH                 a folder there is
+//   link PATH TARGET            a symbolic link there is: /dev/full is a file that takes nothing
+//   remove PATH                 a file or folder there is not
+//   answer STATUS [MSms] WORDS  how a tool ends whose call begins so (a signal if negative), and when
+//   answers                     all tools end with 0 at once again
+//   > REQUEST = RC              a request to the daemon (see request.h) and the reply's result code,
+//   >> REQUEST = RC             one whose tools are not waited for, so that their lines are put last, or
+//   later                       nothing but time, until what is below has come
+//
+// and, below the last three, what it comes to:
+//
+//     LEVEL FUNCTION TEXT       a message in the platform log, and for levels 2 to 4 in the error log; among the messages
+//     /PATH WORDS               each tool that was run; (loud) if its output is not thrown away
+//     + FOLDER: NAME TEXT ...   files that are new or have changed
+//     - PATH                    a file that is gone
+//
+// A space that ends a line is followed by a |. With --accept the files are brought to what was seen, to be looked at with
+// git diff.
+
+#include "rig/request.h"
+#include "rig/rig.h"
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using rig::Lines;
+
+namespace
+{
+
+bool accepting = false;
+
+struct Case {
+    std::string title;
+    Lines lines; // as in the file
+    Lines seen;  // as they should read
+};
+
+struct File {
+    int fd;
+    std::string name;
+    Lines preamble;
+    std::vector<Case> cases;
+};
+
+std::string joined(const Lines &lines)
+{
+    std::string text;
+    for (const std::string &line : lines) {
+        text += line + "\n";
+    }
+    return text;
+}
+
+void append(Lines &lines, const Lines &more)
+{
+    lines.insert(lines.end(), more.begin(), more.end());
+}
+
+bool is_outcome(const std::string &line)
+{
+    return line.starts_with("    ");
+}
+
+class Transcript : public rig::Controller
+{
+  public:
+    Transcript(const File &file, Case &told) : file_(file), told_(told) {}
+
+    void TestBody() override
+    {
+        for (const std::string &line : file_.preamble) {
+            arrange(line);
+        }
+        rig::write_file("/rig/in-order", "");
+        const rig::Daemon daemon;
+        rig::Client client;
+        ASSERT_TRUE(wait_for_message("waiting for msg"));
+        log();
+        for (size_t i = 0; i < told_.lines.size(); i++) {
+            const std::string &line = told_.lines[i];
+            if (is_outcome(line)) {
+                continue;
+            }
+            if (line != "later" && !line.starts_with(">")) {
+                arrange(line);
+                told_.seen.push_back(line);
+                continue;
+            }
+            const auto below = told_.lines.begin() + static_cast<ptrdiff_t>(i) + 1;
+            const Lines told(below - 1, std::find_if_not(below, told_.lines.end(), is_outcome));
+            const std::map<std::string, std::string> before = files();
+            const std::string sent = line == "later" ? line : answered(client, line.substr(0, line.rfind(" = ")));
+            Lines messages;
+            Lines seen;
+            rig::wait_until(
+                [&] {
+                    append(messages, log());
+                    seen = {sent};
+                    append(seen, shown(messages));
+                    if (line.starts_with(">>")) {
+                        std::stable_partition(seen.begin(), seen.end(),
+                                              [](const std::string &l) { return l[4] != '/'; });
+                    }
+                    append(seen, changes(before));
+                    return seen == told;
+                },
+                line == "later" || !(accepting || HasFailure()) ? 3000 : 300);
+            EXPECT_EQ(joined(told), joined(seen));
+            append(told_.seen, seen);
+        }
+        const Lines left = shown(log());
+        EXPECT_EQ(joined(left), "") << "after the last request";
+        append(told_.seen, left);
+    }
+
+  private:
+    // Sends a request; returns its line.
+    static std::string answered(rig::Client &client, const std::string &line)
+    {
+        const RequestFrame request = rig::request_of(line.substr(line.find(' ')));
+        const ReplyFrame reply = client.exchange(&request, sizeof request);
+        EXPECT_EQ(reply.cmd, request.header.cmd);
+        EXPECT_EQ(reply.tag, request.header.tag);
+        return line + " = " + std::to_string(reply.rc);
+    }
+
+    void arrange(const std::string &line)
+    {
+        const Lines words = rig::words_of(line);
+        const std::string what = words.empty() ? "#" : words[0];
+        const std::string path = words.size() > 1 ? words[1] : "";
+        if (what == "interface") {
+            interface(path, words.size() > 2 ? words[2] + "\n" : "up\n");
+        } else if (what == "file") {
+            rig::write_file(path, words.size() > 2 ? words[2] : "");
+        } else if (what == "folder") {
+            fs::create_directories(path);
+        } else if (what == "link") {
+            fs::create_directories(fs::path(path).parent_path());
+            fs::remove(path);
+            fs::create_symlink(words.at(2), path);
+        } else if (what == "remove") {
+            fs::remove_all(path);
+        } else if (what == "answers") {
+            fs::remove("/rig/answers");
+        } else if (what == "answer") {
+            const bool slow = words.at(2).ends_with("ms");
+            answer(line.substr(line.find(words.at(slow ? 3 : 2))), std::stoi(path), slow ? std::stoi(words[2]) : 0);
+        } else if (what[0] != '#') {
+            FAIL() << file_.name << ": '" << line << "' is no line of a transcript";
+        }
+    }
+
+    // What the daemon may have written, and the kernel's names.
+    static std::map<std::string, std::string> files()
+    {
+        std::map<std::string, std::string> texts;
+        for (const char *path : {"/proc/sys/kernel/hostname", "/proc/sys/kernel/domainname"}) {
+            texts[path] = rig::read_file(path);
+        }
+        for (const char *folder : {"/etc", "/run", "/sys", "/proc/sys/net"}) {
+            for (const auto &entry : fs::recursive_directory_iterator(folder)) {
+                if (entry.is_regular_file() && !entry.is_symlink() && entry.path() != "/run/q7net/q7neterrs") {
+                    texts[entry.path()] = rig::read_file(entry.path());
+                }
+            }
+        }
+        return texts;
+    }
+
+    static Lines changes(const std::map<std::string, std::string> &before)
+    {
+        Lines lines;
+        fs::path folder;
+        const std::map<std::string, std::string> now = files();
+        for (const auto &[path, text] : now) {
+            const auto old = before.find(path);
+            if (old != before.end() && old->second == text) {
+                continue;
+            }
+            if (fs::path(path).parent_path() != folder) {
+                folder = fs::path(path).parent_path();
+                lines.push_back("    + " + folder.string() + ":");
+            }
+            std::string line = text;
+            for (size_t end = 0; (end = line.find('\n')) != std::string::npos;) {
+                line.replace(end, 1, "\\n");
+            }
+            lines.back() += " " + fs::path(path).filename().string() + " '" + line + "'";
+        }
+        for (const auto &[path, text] : before) {
+            if (!now.contains(path)) {
+                lines.push_back("    - " + path);
+            }
+        }
+        return lines;
+    }
+
+    // The messages but those that each request brings.
+    static Lines shown(const Lines &messages)
+    {
+        Lines lines;
+        for (const std::string &message : messages) {
+            const bool usual =
+                message.starts_with("5 rd_server ") || message == "6 rd_server server received empty frame";
+            if (!usual) {
+                const size_t time = message.find(" at ", message.find("rd_systemd_service_control"));
+                lines.push_back("    " + message.substr(0, time) + (time < message.size() ? " at TIME" : "") +
+                                (message.ends_with(' ') ? "|" : ""));
+            }
+        }
+        return lines;
+    }
+
+    const File &file_;
+    Case &told_;
+};
+
+File load(const char *path)
+{
+    File file{open(path, O_RDWR | O_CLOEXEC), fs::path(path).stem(), {}, {}};
+    std::ifstream stream(path);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.starts_with("## ")) {
+            file.cases.push_back({line.substr(3), {}, {}});
+        }
+        (file.cases.empty() ? file.preamble : file.cases.back().lines).push_back(line);
+    }
+    if (file.cases.empty()) {
+        fprintf(stderr, "%s: no cases\n", path);
+        exit(98);
+    }
+    return file;
+}
+
+void accept(const File &file)
+{
+    std::string text = joined(file.preamble);
+    for (const Case &each : file.cases) {
+        text += joined(each.seen.empty() ? each.lines : each.seen);
+    }
+    if (ftruncate(file.fd, 0) != 0 || pwrite(file.fd, text.data(), text.size(), 0) < 0) {
+        perror(file.name.c_str());
+    }
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    std::vector<File> files;
+    for (int i = 1; i < argc; i++) {
+        accepting = accepting || argv[i] == std::string("--accept");
+        if (argv[i][0] != '-') { // else it is GoogleTest's
+            files.push_back(load(argv[i]));
+        }
+    }
+    rig::enter(rig::Tools::kRecording);
+    testing::InitGoogleTest(&argc, argv);
+    for (File &file : files) {
+        for (Case &each : file.cases) {
+            testing::RegisterTest(file.name.c_str(), each.title.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                                  [&file, &each] { return new Transcript(file, each); });
+        }
+    }
+    const int status = RUN_ALL_TESTS();
+    for (const File &file : files) {
+        if (accepting) {
+            accept(file);
+        }
+    }
+    return status;
+}
