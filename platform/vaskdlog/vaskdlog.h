@@ -16,7 +16,8 @@ extern "C" {
 // stopped reading delays one record by a second, after which records are lost until it reads again.
 void vaskprintf(int level, int area, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
-// Replaces the process image by the program at path, as execv(3) does.
+// Replaces the process image by the program at path, as execv(3) does, and does nothing else: it may be called in a
+// child of vfork(2).
 // Returns only on failure: -1 with errno set.
 int tattletale_standin1_execv(const char *path, char *const argv[]);
 

@@ -58,19 +58,22 @@ int rd_stdio_to_devnull()
     return close(devnull);
 }
 
+static constexpr int kNotExecuted = 255; // exit status of a child that could not become the tool
+
 // In a fresh child: becomes the tool. Returns only on failure.
-static int become_tool(const char *const argv[], int quiet)
+static void become_tool(const char *const argv[], int quiet)
 {
     rd_clean_child();
     if (quiet != 0) {
         rd_stdio_to_devnull();
     }
-    return tattletale_standin1_execv(argv[0], const_cast<char *const *>(argv));
+    tattletale_standin1_execv(argv[0], const_cast<char *const *>(argv));
 }
 
 // Starts a tool in a child that shares our memory until the exec, while this thread stands still (vfork(2)): copying the
-// page tables is most of what a fork costs. The child does nothing but system calls and takes no lock. No signal handler
-// can run in it: all signals stay blocked until their dispositions are the default ones.
+// page tables is most of what a fork costs. The child does nothing but system calls and takes no lock, as long as the
+// logging library's exec entry point does no more (Q7NET_VFORK in CMakeLists.txt). No signal handler can run in it: all
+// signals stay blocked until their dispositions are the default ones.
 //   failed  set when the exec failed, which such a child cannot tell anybody: it is gone then, and must be waited for
 // Returns as fork does.
 static pid_t start_sharing_memory(const char *const argv[], int quiet, volatile bool *failed)
@@ -85,7 +88,7 @@ static pid_t start_sharing_memory(const char *const argv[], int quiet, volatile 
     if (child == 0) {
         become_tool(argv, quiet);
         *failed = true;
-        _exit(EXIT_FAILURE);
+        _exit(kNotExecuted);
     }
     // NOLINTEND(clang-analyzer-unix.Vfork, clang-analyzer-security.insecureAPI.vfork)
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -104,14 +107,19 @@ static int wait_for(pid_t child)
 int rd_exec_cmd(const char *const argv[], int wait, int quiet)
 {
     volatile bool failed = false;
-    pid_t child = start_sharing_memory(argv, quiet, &failed);
-    if (failed) {
-        wait_for(child);
-        child = rd_fork(); // tries again, and can log from its own copy of the memory
+    pid_t child = -1;
+    if (RD_VFORK) {
+        child = start_sharing_memory(argv, quiet, &failed);
+        if (failed) {
+            wait_for(child);
+        }
+    }
+    if (failed || !RD_VFORK) {
+        child = rd_fork(); // can log from its own copy of the memory
         if (child == 0) {
-            const int rc = become_tool(argv, quiet);
+            become_tool(argv, quiet);
             RD_ERROR("failed to execv\n");
-            _exit(rc); // not exit: buffers and exit handlers are the parent's
+            _exit(kNotExecuted); // not exit: buffers and exit handlers are the parent's
         }
     }
     if (child < 0) {
