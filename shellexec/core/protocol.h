@@ -62,7 +62,8 @@ enum CommandCode {
 
 /*
  * What a reply's rc says. Any other value is the wait status of the tool that carried the command out, as
- * waitpid(2) stores it: 256 is exit status 1, 65280 a tool that could not be executed, 9 death by SIGKILL.
+ * waitpid(2) stores it: 256 is exit status 1, 65280 a tool that could not be executed, 9 death by SIGKILL;
+ * but for RD_CMD_SEND_PACKET it is the number of bytes sent.
  */
 enum ResultCode {
     RD_RC_OK = 0,            /* also: there was nothing to do */
@@ -182,12 +183,12 @@ struct VlanPriorityRequest {
 /* RD_CMD_SLBC: sets up or tears down the back channel. */
 struct SlbcRequest {
     uint32_t operation;     /* 1 set up, else tear down */
-    uint32_t topology_lldp; /* 0: all rules; 1: without the final DROP rules; more: fewer still */
+    uint32_t topology_lldp; /* 0: all rules; 1: without the final DROP rules; up to 2147483647: fewer still */
     char ifname[RD_IFNAME_SIZE];
     char proxy[RD_IPV4_SIZE]; /* may be empty */
 };
 
-/* RD_CMD_SEND_PACKET: sends the frame stored for an interface. */
+/* RD_CMD_SEND_PACKET: sends the frame stored for an interface; rc is the number of bytes sent, 64 to 1522. */
 struct SendPacketRequest {
     char ifname[RD_PAYLOAD_SIZE];
 };
@@ -354,7 +355,7 @@ struct ReplyFrame {
     uint32_t cmd;       /* the request's, also when it is unknown */
     uint32_t reserved;  /* 0 */
     uint32_t tag;       /* the request's */
-    int32_t rc;         /* a ResultCode or a wait status */
+    int32_t rc;         /* a ResultCode, a wait status or a number of bytes */
     char padding[1020]; /* zeros: no command returns data */
 };
 
