@@ -9,8 +9,8 @@ int rd_change_rules(std::span<Rule> rules, bool add, const char *list,
     int number = 0;
     for (Rule &rule : rules) {
         rule[1] = "-C";
-        // A check that could not be made at all counts as 'absent': the change that follows meets the same trouble, and
-        // for a firewall a rule that stands twice is the smaller harm than one that is missing.
+        // A check that could not be made at all counts as 'absent'. An addition that follows meets the same trouble, and
+        // a rule that stands twice is a smaller harm than one that is missing.
         const bool exists = rd_exec_cmd(rule.data(), 1, 1) == 0;
         if (exists == add) {
             report(exists ? RuleStep::kExists : RuleStep::kAbsent, list, number);

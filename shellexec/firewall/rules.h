@@ -1,4 +1,4 @@
-// Lists of iptables rules that are changed check-first, so that none is ever added twice or deleted when absent.
+// Lists of iptables rules that are changed check-first, so that none is added twice or deleted when absent.
 #pragma once
 
 #include <array>

@@ -5,8 +5,6 @@
 #include "firewall/rules.h"
 #include "log/log.h"
 
-#include <algorithm>
-
 #include <signal.h>
 #include <unistd.h>
 
@@ -60,13 +58,8 @@ int rd_back_channel_firewall(uint32_t apply, uint32_t topology_lldp, const char 
 {
     const bool add = apply == 1;
     const bool use_proxy = rd_validate_ipv4(proxy) == RD_RC_OK;
-    const auto left_out = static_cast<int>(topology_lldp);
     RD_INFO("apply_rules:%d (%s) iface:%s proxy_enabled:%d (%s) topology_lldp:%d\n", static_cast<int>(apply),
-            add ? "-A" : "-D", ifname, use_proxy ? 1 : 0, proxy, left_out);
-    if (left_out < 0) { // would stand for more rules than there are: not what anyone can have meant
-        RD_ERROR("invalid topology_lldp: %d\n", left_out);
-        return RD_RC_OUT_OF_RANGE;
-    }
+            add ? "-A" : "-D", ifname, use_proxy ? 1 : 0, proxy, static_cast<int>(topology_lldp));
 
     auto rules = kIfCtrl;
     auto proxy_rules = kIfCtrlProxy;
@@ -77,13 +70,13 @@ int rd_back_channel_firewall(uint32_t apply, uint32_t topology_lldp, const char 
         }
         proxy_rules[0][6] = proxy;
         proxy_rules[1][6] = proxy;
-        const auto count = static_cast<size_t>(std::max(2 - left_out, 0) * 2);
+        const size_t count = topology_lldp < 2 ? (2 - topology_lldp) * 2 : 0;
         return rd_change_rules(std::span(proxy_rules).first(count), add, "if_ctrl_proxy", rd_back_channel_firewall);
     }
     for (Rule &rule : rules) {
         rule[4] = ifname;
     }
-    const auto count = static_cast<size_t>(std::max(3 - left_out, 0) * 2);
+    const size_t count = topology_lldp < 3 ? (3 - topology_lldp) * 2 : 0;
     return rd_change_rules(std::span(rules).first(count), add, "if_ctrl", rd_back_channel_firewall);
 }
 
@@ -100,6 +93,10 @@ int rd_slbc_control(const SlbcRequest *request)
             RD_ERROR("Invalid proxy addr. rc=%d\n", rc);
             return rc;
         }
+    }
+    if (request->topology_lldp > INT32_MAX) { // negative: more rules than there are, which nobody can have meant
+        RD_ERROR("invalid topology_lldp: %d\n", static_cast<int>(request->topology_lldp));
+        return RD_RC_OUT_OF_RANGE;
     }
 
     if (request->operation == 1) {
