@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <mutex>
 #include <strings.h>
-#include <utility>
 
 #include <avahi-client/lookup.h>
 #include <avahi-common/error.h>
@@ -28,7 +27,7 @@ struct MdnsBrowseRequest {
 // browse thread puts its poll object in or takes it out before freeing it: so a quit never reaches a freed object.
 static std::mutex browse_guard;
 static AvahiSimplePoll *av_browse_poll;               // of the running cycle
-static const MdnsBrowseRequest *newest_browse;        // the browse started last, be it running yet or not
+static const MdnsBrowseRequest *newest_browse;        // the browse started last, be it running yet, still or no more
 static thread_local AvahiSimplePoll *this_cycle_poll; // of the cycle whose callbacks run in this thread
 
 static constexpr const char *kProvisioningType = "_zerotouchprovsrv._tcp";
@@ -40,26 +39,18 @@ static const char *client_error(AvahiClient *client)
     return avahi_strerror(avahi_client_errno(client));
 }
 
-// What comes from the network may hold control characters, with which it could write lines of its own into the error
-// log and the provisioning file. They become '?'.
-static void make_printable(char *text)
-{
-    for (; text != nullptr && *text != '\0'; text++) {
-        const auto c = static_cast<unsigned char>(*text);
-        if (c < ' ' || c == 0x7f) {
-            *text = '?';
-        }
-    }
-}
-
-// A printable copy of a name from the network, for the length of one message.
+// A copy of a text from the network, for the length of one message. Control characters, with which it could write lines
+// of its own into the logs, become '?'.
 class Printable
 {
   public:
     explicit Printable(const char *text)
     {
         rd_format(text_, "%s", text != nullptr ? text : "(null)");
-        make_printable(text_);
+        for (char *c = text_; *c != '\0'; c++) {
+            const auto byte = static_cast<unsigned char>(*c);
+            *c = byte < ' ' || byte == 0x7f ? '?' : *c;
+        }
     }
     const char *c_str() const { return text_; }
 
@@ -102,13 +93,14 @@ static void av_get_mdns_txt_data(AvahiStringList *txt, const char *type, char (&
             key = nullptr;
             value = nullptr;
         }
-        make_printable(key);
-        make_printable(value);
-        RD_INFO("keypair: %s = %s\n", key != nullptr ? key : "(null)", value != nullptr ? value : "(null)");
+        RD_INFO("keypair: %s = %s\n", Printable(key).c_str(), Printable(value).c_str());
         if (key != nullptr && value != nullptr) { // an item without a value announces nothing
             if (is_provisioning(type)) {
                 if (strcasecmp(key, "args") == 0) {
                     char line[300];
+                    for (char *end = value; (end = strpbrk(end, "\r\n")) != nullptr;) {
+                        *end = '?'; // the file has one line, whatever comes
+                    }
                     rd_format(line, "VSI=%s\n", value);
                     const auto [opened, error] = rd_write_file(kProvisioningFile, line);
                     if (!opened) {
@@ -120,9 +112,9 @@ static void av_get_mdns_txt_data(AvahiStringList *txt, const char *type, char (&
                     }
                 }
             } else if (strcasecmp(key, "DEF_DEVICETYPE") == 0) {
-                rd_format(device_type, "%s", value);
+                rd_format(device_type, "%s", Printable(value).c_str());
             } else if (strcasecmp(key, "DEF_SLOTINFO") == 0) {
-                rd_format(slot, "%s", value);
+                rd_format(slot, "%s", Printable(value).c_str());
             }
         }
         avahi_free(key);
@@ -146,7 +138,9 @@ static void av_resolve_cb(AvahiServiceResolver *resolver, AvahiIfIndex /*interfa
         char address_text[AVAHI_ADDRESS_STR_MAX] = "";
         char device_type[10] = "";
         char slot[3] = "";
-        avahi_address_snprint(address_text, sizeof address_text, address);
+        if (address != nullptr) { // the daemon may have sent none
+            avahi_address_snprint(address_text, sizeof address_text, address);
+        }
         av_get_mdns_txt_data(txt, type, device_type, slot);
         RD_INFO("found srvc: %s %s-%s %s\n", Printable(host_name).c_str(), device_type, slot, address_text);
     }
@@ -287,18 +281,16 @@ int av_start_mdns_console_browse(int32_t interface_index, const char *service_ty
     request->cycles = 1;
     request->interface_index = interface_index;
     rd_format(request->service_type, "%s", service_type);
-    const MdnsBrowseRequest *before = nullptr;
+    int rc = 0;
     {
         const std::lock_guard guard(browse_guard);
-        before = std::exchange(newest_browse, request);
+        rc = create_browse_thread(request);
+        if (rc == 0) { // else the one before stays the newest: it may not have entered the slot yet
+            newest_browse = request;
+        }
     }
-    const int rc = create_browse_thread(request);
     if (rc != 0) {
         RD_ERROR("creating mdns browse thread rc=%d\n", rc);
-        {
-            const std::lock_guard guard(browse_guard);
-            newest_browse = before; // which may not have entered the slot yet
-        }
         free(request);
         return rc;
     }

@@ -180,8 +180,8 @@ TEST_F(Browse, HostileTextsAreHarmless)
     find(kZeroTouch, items(texts), std::string(1013, '\n').c_str());
     EXPECT_EQ(rig::read_file(kFile), "VSI=" + std::string(250, '\xff') + "\n");
     EXPECT_EQ(log_of("av_get_mdns_txt_data").size(), texts.size() + 3) << "one record an item, and three updates";
-    find(kZeroTouch, items({"args=one\ntwo\x7f"}));
-    EXPECT_EQ(rig::read_file(kFile), "VSI=one?two?\n");
+    find(kZeroTouch, items({"args=one\ntwo\r\t\x7f"}));
+    EXPECT_EQ(rig::read_file(kFile), "VSI=one?two?\t\x7f\n");
     find("_Redfish._tcp", items({"DEF_DEVICETYPE=" + std::string(240, 'x'), "DEF_SLOTINFO=" + std::string(240, 'y')}));
     EXPECT_EQ(log_of("av_resolve_cb").back(), "4 found srvc: far.local xxxxxxxxx-yy 10.0.0.5");
 }

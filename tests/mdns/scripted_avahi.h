@@ -27,7 +27,7 @@ struct Object {
 struct Script {
     using Event = std::function<void()>;
     std::set<std::string>
-        failing; // "poll", "client", "group", "record 1", "record 2", "commit", "browser", "resolver", "thread"
+        failing; // "poll", "client", "group", "record NAME", "commit", "browser", "resolver", "thread"
     int error = AVAHI_ERR_FAILURE; // of the client
     std::deque<Event> in_new;      // run inside avahi_client_new, one a client
     std::deque<Event> events;      // run by the loops, in order
