@@ -66,8 +66,8 @@ int rd_init_interfaces(InitRequest *request)
             static_cast<int>(request->init_frded), static_cast<int>(request->init_eth3));
 
     // Answer ARP only for addresses of the interface that was asked (kernel document ip-sysctl).
-    const int error = rd_write_file("/proc/sys/net/ipv4/conf/all/arp_ignore", "1\n").error;
-    if (error != 0) {
+    const auto [opened, error] = rd_write_file("/proc/sys/net/ipv4/conf/all/arp_ignore", "1\n");
+    if (!opened) {
         RD_ERROR("failed to open arp_ignore file %s\n", ErrorText(error).c_str());
     }
     set_stable_secret(request->secret_seed_a, request->secret_seed_b);

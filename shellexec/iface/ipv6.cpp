@@ -31,7 +31,8 @@ void rd_configure_ipv6(const char *ifname, int enable, int autoconfig, int mode)
     static constexpr const char *kNames[kSettings] = {"accept_ra", "disable_ipv6", "addr_gen_mode"};
     char now[kSettings] = {}; // first character of each, NUL when it cannot be read
     for (int i = 0; i < (mode == -1 ? kAddrGenMode : kSettings); i++) {
-        char path[50]; // too short for names of more than 11 to 15 characters, which read as IPv6 off
+        // Of names above 15, 12 and 11 characters these paths are cut and read as missing: not 1, IPv6 off, mode 0.
+        char path[50];
         char text[2] = "";
         rd_format(path, "/proc/sys/net/ipv6/conf/%s/%s", rd_path_name(ifname), kNames[i]);
         const int error = rd_read_line(path, text);
@@ -69,9 +70,10 @@ void rd_set_ip6_hoplimit(const char *ifname, int hop_limit)
     const auto [opened, error] = rd_write_file(path, line);
     if (!opened) {
         RD_ERROR("Unable to open %s %s\n", path, ErrorText(error).c_str());
-    } else if (error != 0) {
+        return;
+    }
+    RD_INFO("wrote %d to %s chars:%d\n", hop_limit, path, static_cast<int>(strlen(line)));
+    if (error != 0) { // the kernel's refusal, of what is not 1 to 255
         RD_ERROR("Unable to write %s %s\n", path, ErrorText(error).c_str());
-    } else {
-        RD_INFO("wrote %d to %s chars:%d\n", hop_limit, path, static_cast<int>(strlen(line)));
     }
 }

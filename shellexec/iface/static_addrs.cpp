@@ -71,7 +71,7 @@ static void rd_update_neighbor_cache(const StaticAddrRequest &request)
     }
 }
 
-// Returns whether the address may be used: what the probe found fault with is not.
+// Returns whether to go on with the address: not when the probe refused it, or could not remove one in conflict.
 static bool rd_probe_address(const StaticAddrRequest &request)
 {
     DadRequest probe{};

@@ -40,7 +40,7 @@ int rd_update_hosts_file(const NameRequest *request)
         RD_ERROR("Invalid host name\n");
         return refused;
     }
-    char text[512]; // the lines with a name of 257 characters need 409
+    char text[512]; // the lines with a name of 257 characters need 401
     rd_format(text,
               "# Do not remove the following line, or various programs\n"
               "# that require network functionality will fail.\n"

@@ -16,7 +16,7 @@
 static constexpr std::array<const char *, 10> kArping = {"/bin/arping", "-bUf", "-c", "3", "-s", nullptr, "-I"};
 static constexpr size_t kShortestFrame = 64;
 static constexpr size_t kLongestFrame = 1522; // with a VLAN tag and the checksum
-static constexpr int kPacketProtocol = 255;   // matches no EtherType: the socket sends and never receives
+static constexpr int kPacketProtocol = 255;   // no EtherType in use: the socket sends and does not receive
 static constexpr unsigned char kMacLength = 6;
 
 int rd_send_arping(const ArpingRequest *request)
