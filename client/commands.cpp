@@ -141,7 +141,9 @@ void service(CLI::App &command, Request &request)
     })->required();
     flag(command, "--wait", request.frame.header.wait, "answer when it is done, with how it ended");
     command.callback([&request] {
-        if (request.frame.header.wait == 0) {
+        const auto [which, action] = request.frame.service;
+        const bool always_waits = which == kKxDhclient && action == 0;
+        if (request.frame.header.wait == 0 && !always_waits) {
             request.command.meanings.push_back({0, "it was started; --wait tells how it ends"});
         }
     });

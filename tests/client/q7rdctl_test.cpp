@@ -1,9 +1,9 @@
 // The command-line client as its users see it: the frames that it sends, what it says of the answers, its exit status.
 
+#include "rig/request.h"
 #include "rig/rig.h"
 
 #include <fcntl.h>
-#include <new>
 #include <pty.h>
 #include <set>
 #include <sstream>
@@ -18,12 +18,6 @@ using rig::Lines;
 namespace
 {
 
-Lines words_of(const std::string &line)
-{
-    std::istringstream stream(line);
-    return {std::istream_iterator<std::string>(stream), {}};
-}
-
 struct Outcome {
     int status;
     std::string output;
@@ -32,7 +26,7 @@ struct Outcome {
 
 [[noreturn]] void become_q7rdctl(const std::string &arguments)
 {
-    Lines words = words_of("q7rdctl " + arguments);
+    Lines words = rig::words_of("q7rdctl " + arguments);
     std::vector<char *> argv;
     for (std::string &word : words) {
         argv.push_back(word.data());
@@ -121,233 +115,96 @@ class Q7rdctl : public rig::Controller
 
 } // namespace
 
-// Fills a frame of zeros in place, so that the padding of its record stays what it is.
-struct FrameCase {
-    const char *arguments;
-    uint32_t code;
-    std::function<void(RequestFrame &)> fill;
-};
-
 TEST_F(Q7rdctl, EachCommandFillsItsRecord)
 {
-    const FrameCase cases[] = {
-        {"autoconfig", 1, [](RequestFrame &) {}},
-        {"autoconfig disable", 1, [](RequestFrame &f) { new (&f.autoconfig) AutoconfigRequest{"disable"}; }},
-        {"usbnic create --host-mac 02:00:00:00:00:01 --device-mac 02:00:00:00:00:02 --gadget-flag", 2,
-         [](RequestFrame &f) {
-             new (&f.usbnic) UsbnicRequest{3, 1, 0, "02:00:00:00:00:01", "02:00:00:00:00:02", 0, {}};
-         }},
-        {"usbnic up --device-mac 02:00:00:00:00:02 --address 169.254.77.1/24 fde1::1/64 --dhcp-server", 2,
-         [](RequestFrame &f) {
-             new (&f.usbnic) UsbnicRequest{1, 0, 1, "", "02:00:00:00:00:02", 24, {"169.254.77.1", "fde1::1"}};
-         }},
-        {"usbnic down", 2, [](RequestFrame &) {}},
-        {"usbnic renew --address fde1::2/64", 2,
-         [](RequestFrame &f) { new (&f.usbnic) UsbnicRequest{.action = 2, .address = {"fde1::2"}}; }},
+    const std::pair<const char *, const char *> cases[] = {
+        {"autoconfig", "AUTOCONFIG"},
+        {"autoconfig disable", "AUTOCONFIG autoconf_arg=disable"},
+        {"usbnic create --host-mac 02:00:00:00:00:01 --device-mac 02:00:00:00:00:02 --gadget-flag",
+         "USBNIC action=3 gadget_flag=1 host_mac=02:00:00:00:00:01 device_mac=02:00:00:00:00:02"},
+        {"usbnic up --device-mac 02:00:00:00:00:02 --address 169.254.77.1/24 fde1::1/64 --dhcp-server",
+         "USBNIC action=1 dhcp_server=1 device_mac=02:00:00:00:00:02 prefix_length=24 address=169.254.77.1,fde1::1"},
+        {"usbnic down", "USBNIC"},
+        {"usbnic renew --address fde1::2/64", "USBNIC action=2 address=fde1::2"},
         {"mgmt rebuild bond0 --lower eth1 eth2 eth0 --mac 02:00:00:00:00:01 --vlan 100 --mtu 1400 --hop-limit 33 "
-         "--address-generation stable --router-advertisements off --dedicated eth4 --dedicated2 eth5 "
-         "--dedicated-link down",
-         3,
-         [](RequestFrame &f) {
-             new (&f.mgmt) MgmtReconfigRequest{.action = 1,
-                                               .mtu = 1400,
-                                               .vlan = 100,
-                                               .i6_ena = 1,
-                                               .i6_auto = 0,
-                                               .mif_linkstate = 1,
-                                               .ded_linkstate = 0,
-                                               .hoplimit = 33,
-                                               .stabpriv = 2,
-                                               .mif = "bond0",
-                                               .ded = "eth4",
-                                               .ded2 = "eth5",
-                                               .mac = "02:00:00:00:00:01",
-                                               .lwr = {"eth1", "eth2", "eth0"}};
-         }},
-        {"mgmt rebuild bond0 --macvlan --lower eth1 --ipv6 off --link down --address-generation eui64", 3,
-         [](RequestFrame &f) {
-             new (&f.mgmt) MgmtReconfigRequest{.action = 1,
-                                               .mtu = 1500,
-                                               .macvlan = 1,
-                                               .i6_auto = 1,
-                                               .ded_linkstate = 1,
-                                               .mif = "bond0",
-                                               .lwr = {"eth1"}};
-         }},
-        {"mgmt ipv6 bond0", 3,
-         [](RequestFrame &f) {
-             new (&f.mgmt) MgmtReconfigRequest{.mtu = 1500,
-                                               .i6_ena = 1,
-                                               .i6_auto = 1,
-                                               .mif_linkstate = 1,
-                                               .ded_linkstate = 1,
-                                               .stabpriv = -1,
-                                               .mif = "bond0"};
-         }},
-        {"service restart network --wait", 4,
-         [](RequestFrame &f) {
-             f.header.wait = 1, new (&f.service) ServiceRequest{3, 2};
-         }},
-        {"service stop ddnsreg", 4,
-         [](RequestFrame &f) {
-             new (&f.service) ServiceRequest{13, 0};
-         }},
-        {"service start kx-dhclient", 4,
-         [](RequestFrame &f) {
-             new (&f.service) ServiceRequest{5, 1};
-         }},
-        {"firewall usb-nat apply", 5,
-         [](RequestFrame &f) { new (&f.firewall) FirewallRequest{.ruleset = 2, .operation = 1}; }},
-        {"firewall dedipv4 remove --interface eth1", 5,
-         [](RequestFrame &f) { new (&f.firewall) FirewallRequest{.ruleset = 1, .ifname = "eth1"}; }},
-        {"firewall dpufilt apply --argument a b c d", 5,
-         [](RequestFrame &f) {
-             new (&f.firewall) FirewallRequest{.ruleset = 4, .operation = 1, .argument = {"a", "b", "c", "d"}};
-         }},
-        {"conjoin bond0 eth1 eth2 eth3", 6,
-         [](RequestFrame &f) {
-             new (&f.conjoin) ConjoinRequest{"bond0", {"eth1", "eth2", "eth3"}};
-         }},
-        {"link eth1 up", 7,
-         [](RequestFrame &f) {
-             new (&f.link) LinkControlRequest{1, "eth1"};
-         }},
-        {"link abcdefghijklmno down", 7,
-         [](RequestFrame &f) {
-             new (&f.link) LinkControlRequest{0, "abcdefghijklmno"};
-         }},
-        {"hostname ctl-01", 8, [](RequestFrame &f) { new (&f.netname) NameRequest{"ctl-01"}; }},
-        {"domainname lab.example", 9, [](RequestFrame &f) { new (&f.netname) NameRequest{"lab.example"}; }},
-        {"arping eth0 10.0.0.5 10.0.0.1", 10,
-         [](RequestFrame &f) {
-             new (&f.arping) ArpingRequest{"eth0", "10.0.0.5", "10.0.0.1"};
-         }},
-        {"bc-ip-rules none", 11,
-         [](RequestFrame &f) {
-             new (&f.bc_ip_rules) BcIpRulesRequest{"none", "none", "none", "none", "none", "rt2", 0, ""};
-         }},
+         "--address-generation stable --router-advertisements off --dedicated eth4 --dedicated2 eth5 --dedicated-link "
+         "down",
+         "MGMT_RECONFIG action=1 mtu=1400 vlan=100 i6_ena=1 mif_linkstate=1 hoplimit=33 stabpriv=2 mif=bond0 ded=eth4 "
+         "ded2=eth5 mac=02:00:00:00:00:01 lwr=eth1,eth2,eth0"},
+        {"mgmt rebuild bond0 --macvlan --lower eth1 --ipv6 off --link down --address-generation eui64",
+         "MGMT_RECONFIG action=1 mtu=1500 macvlan=1 i6_auto=1 ded_linkstate=1 mif=bond0 lwr=eth1"},
+        {"mgmt ipv6 bond0",
+         "MGMT_RECONFIG mtu=1500 i6_ena=1 i6_auto=1 mif_linkstate=1 ded_linkstate=1 stabpriv=-1 mif=bond0"},
+        {"service restart network --wait", "SERVICE wait=1 service=3 action=2"},
+        {"service stop ddnsreg", "SERVICE service=13"},
+        {"service start kx-dhclient", "SERVICE service=5 action=1"},
+        {"firewall usb-nat apply", "FIREWALL ruleset=2 operation=1"},
+        {"firewall dedipv4 remove --interface eth1", "FIREWALL ruleset=1 ifname=eth1"},
+        {"firewall dpufilt apply --argument a b c d", "FIREWALL ruleset=4 operation=1 argument=a,b,c,d"},
+        {"conjoin bond0 eth1 eth2 eth3", "CONJOIN bond=bond0 lower=eth1,eth2,eth3"},
+        {"link eth1 up", "LINK state=1 ifname=eth1"},
+        {"link abcdefghijklmno down", "LINK ifname=abcdefghijklmno"},
+        {"hostname ctl-01", "HOSTNAME name=ctl-01"},
+        {"domainname lab.example", "DOMAINNAME name=lab.example"},
+        {"arping eth0 10.0.0.5 10.0.0.1", "ARPING ifname=eth0 address=10.0.0.5 gateway=10.0.0.1"},
+        {"bc-ip-rules none", "BC_IP_RULES ifname=none address=none netmask=none gateway=none dns=none table=rt2"},
         {"bc-ip-rules eth3 --address 10.0.0.5 --netmask 255.0.0.0 --gateway 10.0.0.1 --dns 10.0.0.2 --table rt2x "
          "--option --mac 02:00:00:00:00:01",
-         11,
-         [](RequestFrame &f) {
-             new (&f.bc_ip_rules) BcIpRulesRequest{"eth3",     "10.0.0.5", "255.0.0.0", "10.0.0.1",
-                                                   "10.0.0.2", "rt2x",     1,           "02:00:00:00:00:01"};
-         }},
-        {"vlan-priority bond0.100 7", 12,
-         [](RequestFrame &f) {
-             new (&f.vlan_priority) VlanPriorityRequest{7, "bond0.100"};
-         }},
-        {"slbc up eth3 --proxy 10.0.0.9 --topology-lldp 2", 13,
-         [](RequestFrame &f) {
-             new (&f.slbc) SlbcRequest{1, 2, "eth3", "10.0.0.9"};
-         }},
-        {"send-packet eth0", 14, [](RequestFrame &f) { new (&f.send_packet) SendPacketRequest{"eth0"}; }},
-        {"hosts-file ctl-01", 15, [](RequestFrame &f) { new (&f.netname) NameRequest{"ctl-01"}; }},
-        {"dad eth0 10.0.0.5/8", 16,
-         [](RequestFrame &f) {
-             new (&f.dad) DadRequest{"eth0", "10.0.0.5", 8};
-         }},
-        {"init --modular --ngm --slot 254 --mac 02:00:00:00:00:01 --eth0 --eth3 --front-dedicated "
-         "--kx-interface kx0 --kx-mac 02:00:00:00:00:02 --seed-a A --seed-b B",
-         17,
-         [](RequestFrame &f) {
-             new (&f.init)
-                 InitRequest{1, 1, 1, 1, 1, {}, 1, 254, "A", "02:00:00:00:00:01", "02:00:00:00:00:02", "kx0", "B"};
-         }},
-        {"sideband add --macv2 --macv2-mac 02:00:00:00:00:01 --macv3 --macv3-mac 02:00:00:00:00:02 --macve0", 18,
-         [](RequestFrame &f) {
-             new (&f.sideband) SidebandRequest{1, 1, 1, 1, "02:00:00:00:00:01", "02:00:00:00:00:02"};
-         }},
-        {"sideband delete --macve0", 18, [](RequestFrame &f) { new (&f.sideband) SidebandRequest{.macve0 = 1}; }},
-        {"reset-mgmt bond0 --mac 02:00:00:00:00:01 --macsec", 19,
-         [](RequestFrame &f) {
-             new (&f.reset_mgmt) ResetMgmtRequest{1, 1, "bond0", "02:00:00:00:00:01"};
-         }},
-        {"reset-mgmt bond0", 19, [](RequestFrame &f) { new (&f.reset_mgmt) ResetMgmtRequest{.ifname = "bond0"}; }},
-        {"mif-flush bond0 --ipv6-default-route", 20,
-         [](RequestFrame &f) {
-             new (&f.mif_flush) MifFlushRequest{1, "bond0"};
-         }},
-        {"dhcp-release --ipv4", 21,
-         [](RequestFrame &f) {
-             new (&f.dhcp_release) DhcpReleaseRequest{1, 0};
-         }},
-        {"dhcp-release --ipv6", 21,
-         [](RequestFrame &f) {
-             new (&f.dhcp_release) DhcpReleaseRequest{0, 1};
-         }},
-        {"ngm-debug --interface all --router fe80::1 fe80::2", 22,
-         [](RequestFrame &f) {
-             new (&f.ngm_debug) RouterProbeRequest{-1, 2, {"fe80::1", "fe80::2"}};
-         }},
-        {"mdns start _a._tcp --interface lo --firewall", 23,
-         [](RequestFrame &f) {
-             new (&f.mdns_browse) MdnsBrowseServiceRequest{1, 1, 1, "_a._tcp"};
-         }},
-        {"mdns stop _a._tcp --interface all", 23,
-         [](RequestFrame &f) {
-             new (&f.mdns_browse) MdnsBrowseServiceRequest{0, 0, -1, "_a._tcp"};
-         }},
-        {"smartnic up eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00 02:00:00:00:01:01", 24,
-         [](RequestFrame &f) {
-             new (&f.smartnic)
-                 SmartnicRequest{1, 2, {"02:00:00:00:01:00", "02:00:00:00:01:01"}, "mif0", "02:00:00:00:00:0f", "eth3"};
-         }},
-        {"frontdedicated eth1 --mac 02:00:00:00:00:01", 25,
-         [](RequestFrame &f) {
-             new (&f.frontdedicated) FrontdedicatedRequest{1, -1, 0, 1, "eth1", "02:00:00:00:00:01"};
-         }},
-        {"frontdedicated eth1 --mac 02:00:00:00:00:01 --autoneg off --speed 100 --duplex half --link down", 25,
-         [](RequestFrame &f) {
-             new (&f.frontdedicated) FrontdedicatedRequest{0, 0, 100, 0, "eth1", "02:00:00:00:00:01"};
-         }},
-        {"usb-nic eth4 --mac 02:00:00:00:00:04", 26,
-         [](RequestFrame &f) {
-             new (&f.flop_usb_nic) FlopUsbNicRequest{1, "eth4", "02:00:00:00:00:04"};
-         }},
-        {"tuning eth2 --autoneg off --speed 1000", 27,
-         [](RequestFrame &f) {
-             new (&f.tuning) LinkTuningRequest{0, 1000, 1, 1, "eth2"};
-         }},
-        {"tuning eth2 --autoneg on --link down", 27,
-         [](RequestFrame &f) {
-             new (&f.tuning) LinkTuningRequest{1, 0, 1, 0, "eth2"};
-         }},
-        {"address eth0 --address 10.0.0.5/24 --gateway 10.0.0.1 --dad", 28,
-         [](RequestFrame &f) {
-             new (&f.static_addrs) StaticAddrRequest{1, 0, 24, 0, 0, "eth0", "10.0.0.5", "10.0.0.1", {}};
-         }},
+         "BC_IP_RULES ifname=eth3 address=10.0.0.5 netmask=255.0.0.0 gateway=10.0.0.1 dns=10.0.0.2 table=rt2x option=1 "
+         "ded_mac=02:00:00:00:00:01"},
+        {"vlan-priority bond0.100 7", "VLAN_PRIORITY priority=7 ifname=bond0.100"},
+        {"slbc up eth3 --proxy 10.0.0.9 --topology-lldp 2",
+         "SLBC operation=1 topology_lldp=2 ifname=eth3 proxy=10.0.0.9"},
+        {"send-packet eth0", "SEND_PACKET ifname=eth0"},
+        {"hosts-file ctl-01", "HOSTS_FILE name=ctl-01"},
+        {"dad eth0 10.0.0.5/8", "IPV4_DAD ifname=eth0 ipaddr=10.0.0.5 prefix_len=8"},
+        {"init --modular --ngm --slot 254 --mac 02:00:00:00:00:01 --eth0 --eth3 --front-dedicated --kx-interface kx0 "
+         "--kx-mac 02:00:00:00:00:02 --seed-a A --seed-b B",
+         "INIT_IFACES is_modular=1 is_ngm=1 init_eth0=1 init_eth3=1 init_frded=1 init_kx=1 slot=254 secret_seed_a=A "
+         "macaddress=02:00:00:00:00:01 kx_mac=02:00:00:00:00:02 kx_ifname=kx0 secret_seed_b=B"},
+        {"sideband add --macv2 --macv2-mac 02:00:00:00:00:01 --macv3 --macv3-mac 02:00:00:00:00:02 --macve0",
+         "SIDEBAND operation=1 macv2=1 macv3=1 macve0=1 macv2_mac=02:00:00:00:00:01 macv3_mac=02:00:00:00:00:02"},
+        {"sideband delete --macve0", "SIDEBAND macve0=1"},
+        {"reset-mgmt bond0 --mac 02:00:00:00:00:01 --macsec",
+         "RESET_MGMT set_mac=1 macsec=1 ifname=bond0 mac=02:00:00:00:00:01"},
+        {"reset-mgmt bond0", "RESET_MGMT ifname=bond0"},
+        {"mif-flush bond0 --ipv6-default-route", "MIF_FLUSH ipv6_default_route=1 ifname=bond0"},
+        {"dhcp-release --ipv4", "DHCP_RELEASE dhcp4=1"},
+        {"dhcp-release --ipv6", "DHCP_RELEASE dhcp6=1"},
+        {"ngm-debug --interface all --router fe80::1 fe80::2",
+         "NGM_DEBUG interface_index=-1 count=2 router=fe80::1,fe80::2"},
+        {"mdns start _a._tcp --interface lo --firewall",
+         "MDNS_BROWSE start=1 firewall=1 interface_index=1 service_type=_a._tcp"},
+        {"mdns stop _a._tcp --interface all", "MDNS_BROWSE interface_index=-1 service_type=_a._tcp"},
+        {"smartnic up eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00 02:00:00:00:01:01",
+         "INIT_SMARTNIC mode=1 count=2 snic_mac=02:00:00:00:01:00,02:00:00:00:01:01 lower=mif0 "
+         "mif_mac=02:00:00:00:00:0f physical=eth3"},
+        {"frontdedicated eth1 --mac 02:00:00:00:00:01",
+         "INIT_FRONTDEDICATED link_state=1 autoneg=-1 duplex=1 ifname=eth1 mac=02:00:00:00:00:01"},
+        {"frontdedicated eth1 --mac 02:00:00:00:00:01 --autoneg off --speed 100 --duplex half --link down",
+         "INIT_FRONTDEDICATED speed=100 ifname=eth1 mac=02:00:00:00:00:01"},
+        {"usb-nic eth4 --mac 02:00:00:00:00:04", "INIT_FLOP_USB_NIC link_state=1 ifname=eth4 mac=02:00:00:00:00:04"},
+        {"tuning eth2 --autoneg off --speed 1000", "LINK_TUNING speed=1000 duplex=1 link_state=1 ifname=eth2"},
+        {"tuning eth2 --autoneg on --link down", "LINK_TUNING autoneg=1 duplex=1 ifname=eth2"},
+        {"address eth0 --address 10.0.0.5/24 --gateway 10.0.0.1 --dad",
+         "STATIC_ADDRS dad=1 prefix_len=24 ifname=eth0 address=10.0.0.5 gateway=10.0.0.1"},
         {"address eth0 --address 2001:db8::1/64 --gateway fe80::1 --route 2001:db8:1::/48 fe80::2 02:00:00:00:00:02 "
          "2001:db8:2::/47 fe80::3 02:00:00:00:00:03",
-         28,
-         [](RequestFrame &f) {
-             new (&f.static_addrs) StaticAddrRequest{0,
-                                                     1,
-                                                     64,
-                                                     0,
-                                                     0,
-                                                     "eth0",
-                                                     "2001:db8::1",
-                                                     "fe80::1",
-                                                     {{"02:00:00:00:00:02", "fe80::2", "2001:db8:1::", 48},
-                                                      {"02:00:00:00:00:03", "fe80::3", "2001:db8:2::", 47}}};
-         }},
-        {"address eth0 --autoconfiguration on", 28,
-         [](RequestFrame &f) { new (&f.static_addrs) StaticAddrRequest{0, 1, 0, 1, 1, "eth0", "", "", {}}; }},
-        {"terminate", 29, [](RequestFrame &) {}},
+         "STATIC_ADDRS ipv6=1 prefix_len=64,48,47 ifname=eth0 address=2001:db8::1 gateway=fe80::1 "
+         "lladdr=02:00:00:00:00:02,02:00:00:00:00:03 router=fe80::2,fe80::3 prefix=2001:db8:1::,2001:db8:2::"},
+        {"address eth0 --autoconfiguration on", "STATIC_ADDRS ipv6=1 autoconfig_only=1 autoconfig=1 ifname=eth0"},
+        {"terminate", "TERMINATE"},
     };
     std::set<uint32_t> seen;
     Listener listener;
-    for (const FrameCase &each : cases) {
-        EXPECT_EQ(q7rdctl(std::string("--tag 4000000000 ") + each.arguments).status, 0) << each.arguments;
-        RequestFrame frame{};
-        frame.header = {each.code, 0, 4'000'000'000};
-        each.fill(frame);
+    for (const auto &[arguments, request] : cases) {
+        EXPECT_EQ(q7rdctl(std::string("--tag 4000000000 ") + arguments).status, 0) << arguments;
+        const RequestFrame frame = rig::request_of(request + std::string(" tag=4000000000"));
         const std::string expected(reinterpret_cast<const char *>(&frame), sizeof frame);
-        ASSERT_FALSE(listener.received.empty()) << each.arguments;
-        EXPECT_EQ(shown(listener.received.back()), shown(expected)) << each.arguments;
+        ASSERT_FALSE(listener.received.empty()) << arguments;
+        EXPECT_EQ(shown(listener.received.back()), shown(expected)) << arguments;
         EXPECT_EQ(listener.received.back().size(), sizeof frame);
-        seen.insert(each.code);
+        seen.insert(frame.header.cmd);
     }
     EXPECT_EQ(seen.size(), static_cast<size_t>(RD_CMD_TERMINATE)) << "a command without a case";
 }
@@ -373,7 +230,7 @@ TEST_F(Q7rdctl, ExamplesOfTheHelpWork)
     std::istringstream help(q7rdctl("--help").output);
     bool in_group = false;
     for (std::string line; std::getline(help, line);) {
-        const Lines words = words_of(line);
+        const Lines words = rig::words_of(line);
         in_group = line.ends_with(":") ? line != "Options:" && line != "Example:" : in_group && !words.empty();
         if (in_group && line.starts_with("  ")) {
             commands.insert(words[0]);
@@ -489,6 +346,7 @@ TEST_F(Q7rdctl, AnswersAreReadForPeople)
         {"tuning eth1 --autoneg on", 0, "done: the error log tells how each step ended (0)", 0},
         {"service stop radvd", 0, "done: it was started; --wait tells how it ends (0)", 0},
         {"service stop radvd --wait", 0, "done (0)", 0},
+        {"service stop kx-dhclient", 0, "done (0)", 0},
         {"firewall ping apply", 0, "done: the error log tells how the firewall script ended (0)", 0},
         {"firewall usb-nat apply", 0, "done (0)", 0},
         {"firewall usb-nat apply", 256, "iptables ended with exit status 1 (256)", 1},
