@@ -75,7 +75,7 @@ class ServerUnderAttack : public rig::Controller
 
     Daemon daemon_;
     Client first_; // CZMQ sets itself up with the first socket, which two threads must not make at once
-    const int served_ = first_.request(RD_CMD_LINK, LinkControlRequest{0, "eth1"});
+    const int served_ = first_.request("LINK ifname=eth1");
     const size_t descriptors_ = rig::open_descriptors(daemon_.pid());
     std::atomic<int> answered_ = 0, resent_ = 0;
     int64_t slowest_ = 0;

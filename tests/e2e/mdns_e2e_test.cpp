@@ -58,6 +58,8 @@ class RealMdns : public rig::Controller
             [] { return has(far("timeout 2 avahi-resolve -4 -n ovrak.local"), "ovrak.local\t192.168.7.1"); }, 20'000);
     }
 
+    static std::string on_usbpt() { return " interface_index=" + std::to_string(if_nametoindex("usbpt")); }
+
     pid_t bus_ = -1;
     pid_t avahi_ = -1;
 
@@ -90,31 +92,27 @@ TEST_F(RealMdns, ProvisioningServiceOfTheFarEndLandsInItsFile)
     rig::Client client;
     run("/rig/q7avahi far run avahi-publish -s far "
         "_zerotouchprovsrv._tcp 4711 other=1 args=touch");
-    MdnsBrowseServiceRequest browse{.start = 1,
-                                    .interface_index = static_cast<int32_t>(if_nametoindex("usbpt")),
-                                    .service_type = "_zerotouchprovsrv._tcp"};
-    EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+    const auto browse = [&client](const std::string &start) {
+        EXPECT_EQ(client.request("MDNS_BROWSE service_type=_zerotouchprovsrv._tcp start=" + start + on_usbpt()), 0);
+    };
+    browse("1");
     EXPECT_TRUE(rig::wait_until([] { return rig::read_file("/run/q7net/dhcp/vsizt") == "VSI=touch\n"; }, 20'000));
     EXPECT_TRUE(wait_for_message("192.168.7.2"));
-    browse.start = 0;
-    EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+    browse("0");
     EXPECT_TRUE(wait_for_message("5 av_mdns_browse_thread thread exiting..."));
 
     // Starts and stops leave no descriptor and no thread.
     const size_t descriptors = rig::open_descriptors(daemon.pid());
     for (int i = 0; i < 10; i++) {
-        browse.start = 1;
-        EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+        browse("1");
         zclock_sleep(50);
     }
-    browse.start = 0;
-    EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+    browse("0");
     EXPECT_TRUE(rig::wait_until([&] { return rig::open_descriptors(daemon.pid()) == descriptors; }));
     EXPECT_FALSE(has(shell("cat /proc/" + std::to_string(daemon.pid()) + "/task/*/comm"), "av_mdns"));
 
     // The daemon dies during a browse: the cycle ends.
-    browse.start = 1;
-    EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, browse), 0);
+    browse("1");
     platform_log.take();
     zclock_sleep(200);
     stop_avahi();
@@ -131,17 +129,17 @@ TEST_F(RealMdns, OthersWaitForTheDebugBrowseThenAreServed)
     std::thread other([start] {
         zclock_sleep(500);
         rig::Client client;
-        EXPECT_EQ(client.request(RD_CMD_LINK, LinkControlRequest{1, "lo"}), 0);
+        EXPECT_EQ(client.request("LINK state=1 ifname=lo"), 0);
         EXPECT_GE(zclock_mono() - start, 2999);
     });
     rig::Client client;
-    const RouterProbeRequest probe{.interface_index = static_cast<int32_t>(if_nametoindex("usbpt"))};
-    EXPECT_EQ(client.request(RD_CMD_NGM_DEBUG, probe), 0);
+    const std::string probe = "NGM_DEBUG" + on_usbpt();
+    EXPECT_EQ(client.request(probe), 0);
     EXPECT_GE(zclock_mono() - start, 2999);
     other.join();
     const std::string found = "ServerMod-07 192.168.7.2";
     for (int i = 0; i < 4 && !wait_for_message(found, 200); i++) { // the far end may not have announced it in time
-        EXPECT_EQ(client.request(RD_CMD_NGM_DEBUG, probe), 0);
+        EXPECT_EQ(client.request(probe), 0);
     }
     EXPECT_TRUE(wait_for_message(found, 200));
 }
@@ -175,8 +173,9 @@ TEST_F(RealMdns, BrowseNeverHoldsTheServerUp)
     rig::Daemon daemon;
     rig::Client client;
     zsock_set_rcvtimeo(client.socket(), 2'000);
-    const auto browse = [&](uint32_t start) {
-        EXPECT_EQ(client.request(RD_CMD_MDNS_BROWSE, MdnsBrowseServiceRequest{start, 0, -1, "_ipp._tcp"}), 0);
+    const auto browse = [&](int start) {
+        EXPECT_EQ(
+            client.request("MDNS_BROWSE interface_index=-1 service_type=_ipp._tcp start=" + std::to_string(start)), 0);
     };
     browse(1);
     EXPECT_TRUE(wait_for_message("ERROR - cant create srvc browser: Bad state")) << "without an Avahi daemon";
@@ -190,7 +189,7 @@ TEST_F(RealMdns, BrowseNeverHoldsTheServerUp)
     browse(1); // its thread waits for the stopped daemon
     browse(0);
     browse(1);
-    EXPECT_EQ(client.request(RD_CMD_LINK, LinkControlRequest{1, "lo"}), 0);
+    EXPECT_EQ(client.request("LINK state=1 ifname=lo"), 0);
     kill(avahi_, SIGCONT);
     EXPECT_TRUE(wait_for_message("state = RUNNING"));
     browse(0);
@@ -202,6 +201,6 @@ TEST_F(RealMdns, BrowseNeverHoldsTheServerUp)
     stop(bus_);
     EXPECT_TRUE(wait_for_message("cant connect to server: Daemon connection failed"));
     EXPECT_TRUE(wait_for_message("thread exiting"));
-    EXPECT_EQ(client.request(RD_CMD_LINK, LinkControlRequest{1, "lo"}), 0) << "the bus took nobody with it";
+    EXPECT_EQ(client.request("LINK state=1 ifname=lo"), 0) << "the bus took nobody with it";
     EXPECT_EQ(rig::open_descriptors(daemon.pid()), descriptors);
 }

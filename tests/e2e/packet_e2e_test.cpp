@@ -57,7 +57,7 @@ TEST_F(RealPacket, StoredFrameLeavesByteForByte)
     rig::Daemon daemon;
     rig::Client client;
     Receiver far("far");
-    client.request(RD_CMD_SEND_PACKET, ""); // opens the logger's connection
+    client.request("SEND_PACKET"); // opens the logger's connection
     const size_t descriptors = rig::open_descriptors(daemon.pid());
     for (const size_t size : {64U, 1000U, 1522U, 2000U}) {
         std::string frame("\x01\x80\xc2\x00\x00\x0e\x02\x00\x00\x00\x00\x01\x88\xcc", 14);
@@ -66,7 +66,7 @@ TEST_F(RealPacket, StoredFrameLeavesByteForByte)
         }
         rig::write_file("/etc/lldpd.d/q7eth2.packet", frame);
         const std::string sent = frame.substr(0, 1522);
-        EXPECT_EQ(client.request(RD_CMD_SEND_PACKET, "eth2"), static_cast<int>(sent.size()));
+        EXPECT_EQ(client.request("SEND_PACKET ifname=eth2"), static_cast<int>(sent.size()));
         EXPECT_TRUE(far.next(0x88cc) == sent) << size;
     }
     EXPECT_EQ(rig::open_descriptors(daemon.pid()), descriptors);

@@ -38,7 +38,7 @@ class Resources : public rig::Controller
 {
 };
 
-static const LinkControlRequest kLink{1, "eth1"};
+static const char *const kLink = "LINK state=1 ifname=eth1";
 
 static void limit(const Daemon &daemon, __rlimit_resource resource, rlim_t most)
 {
@@ -64,28 +64,27 @@ TEST_F(Resources, WithoutDescriptorsEveryHandlerSaysSoAndRecovers)
     Client client;
     const std::string none = " Too many open files";
     const auto all = [&](bool exhausted) {
-        const auto check = [&](uint32_t cmd, const auto &record, int rc, int rc_later, const std::string &message) {
-            SCOPED_TRACE("command " + std::to_string(cmd));
+        const auto check = [&](const char *request, int rc, int rc_later, const std::string &message) {
+            SCOPED_TRACE(request);
             platform_log.take();
-            EXPECT_EQ(client.request(cmd, record), exhausted ? rc : rc_later);
+            EXPECT_EQ(client.request(request), exhausted ? rc : rc_later);
             EXPECT_EQ(wait_for_message(message, exhausted ? 10'000 : 50), exhausted) << platform_log.all();
         };
-        check(RD_CMD_HOSTS_FILE, "ctl-07", 17, 0, "unable to update hosts file" + none);
-        check(RD_CMD_CONJOIN, ConjoinRequest{"bond0", {"eth0"}}, 17, 0, "bonding/primary" + none);
-        check(RD_CMD_SEND_PACKET, "eth0", 17, -1, "Fail to open file [Too many open files]");
-        check(RD_CMD_USBNIC, UsbnicRequest{.action = 4}, 1, 0, "usbpt/UDC" + none);
-        check(RD_CMD_USBNIC, UsbnicRequest{.action = 1}, 1, 1, "ecm.0/ifname" + none);
-        check(RD_CMD_MGMT_RECONFIG, MgmtReconfigRequest{.action = 1, .mif = "bond0"}, 0, 0, "miimon for bond0" + none);
-        check(RD_CMD_MGMT_RECONFIG, MgmtReconfigRequest{.hoplimit = 9, .mif = "eth0"}, 0, 0, "eth0/hop_limit" + none);
-        check(RD_CMD_INIT_IFACES, InitRequest{}, 0, 0, "arp_ignore file" + none);
-        check(RD_CMD_STATIC_ADDRS, StaticAddrRequest{.autoconfig_only = 1, .ifname = "eth0"}, 0, 0,
-              "eth0/accept_ra" + none);
-        check(RD_CMD_SIDEBAND, SidebandRequest{.operation = 1, .macv2 = 1}, 0, 0, "Unable to open macv2" + none);
-        check(RD_CMD_FIREWALL, FirewallRequest{.ruleset = 2}, 0, 0, "conf/all/forwarding" + none);
-        check(RD_CMD_SLBC, SlbcRequest{.topology_lldp = 3, .ifname = "eth0"}, 0, 0, "unable to get pid from file");
-        check(RD_CMD_MDNS_BROWSE, MdnsBrowseServiceRequest{1, 0, 5, "_ipp._tcp"}, 0, 0, "unable to create poll");
+        check("HOSTS_FILE name=ctl-07", 17, 0, "unable to update hosts file" + none);
+        check("CONJOIN bond=bond0 lower=eth0", 17, 0, "bonding/primary" + none);
+        check("SEND_PACKET ifname=eth0", 17, -1, "Fail to open file [Too many open files]");
+        check("USBNIC action=4", 1, 0, "usbpt/UDC" + none);
+        check("USBNIC action=1", 1, 1, "ecm.0/ifname" + none);
+        check("MGMT_RECONFIG action=1 mif=bond0", 0, 0, "miimon for bond0" + none);
+        check("MGMT_RECONFIG hoplimit=9 mif=eth0", 0, 0, "eth0/hop_limit" + none);
+        check("INIT_IFACES", 0, 0, "arp_ignore file" + none);
+        check("STATIC_ADDRS autoconfig_only=1 ifname=eth0", 0, 0, "eth0/accept_ra" + none);
+        check("SIDEBAND operation=1 macv2=1", 0, 0, "Unable to open macv2" + none);
+        check("FIREWALL ruleset=2", 0, 0, "conf/all/forwarding" + none);
+        check("SLBC topology_lldp=3 ifname=eth0", 0, 0, "unable to get pid from file");
+        check("MDNS_BROWSE start=1 interface_index=5 service_type=_ipp._tcp", 0, 0, "unable to create poll");
     };
-    EXPECT_EQ(client.request(RD_CMD_DOMAINNAME, "lab7"), 0);
+    EXPECT_EQ(client.request("DOMAINNAME name=lab7"), 0);
     rlim_t free = 0;
     while (fs::is_symlink("/proc/" + std::to_string(daemon.pid()) + "/fd/" + std::to_string(free))) {
         free++;
@@ -113,9 +112,9 @@ TEST_F(Resources, FullAndReadOnlyFileSystems)
     Client client;
     const auto expect = [&](int rc, const std::string &error, const char *hosts, const char *marker) {
         platform_log.take();
-        EXPECT_EQ(client.request(RD_CMD_HOSTS_FILE, "ctl-07"), rc);
+        EXPECT_EQ(client.request("HOSTS_FILE name=ctl-07"), rc);
         EXPECT_EQ(wait_for_message("unable to update hosts file " + error, 50), !error.empty());
-        EXPECT_EQ(client.request(RD_CMD_IPV4_DAD, DadRequest{"eth0", "10.0.0.5", 24}), 0);
+        EXPECT_EQ(client.request("IPV4_DAD ifname=eth0 ipaddr=10.0.0.5 prefix_len=24"), 0);
         EXPECT_TRUE(wait_for_message("duplicate address detected on eth0: 10.0.0.5/24"));
         EXPECT_TRUE(rig::read_file("/etc/hosts").ends_with(hosts));
         EXPECT_EQ(rig::read_file(small + "ipv4_dad_conflict"), marker);
@@ -160,7 +159,7 @@ TEST_F(Resources, FullPlatformLogLosesRecordsAndNothingElse)
     const auto milliseconds_of_20 = [&] {
         const int64_t start = zclock_mono();
         for (int i = 0; i < 20; i++) {
-            EXPECT_EQ(client.request(RD_CMD_LINK, kLink), 0);
+            EXPECT_EQ(client.request(kLink), 0);
         }
         EXPECT_EQ(error_log().size(), 20U) << "which does not suffer";
         return zclock_mono() - start;
@@ -195,7 +194,7 @@ TEST_F(Resources, MessageLargerThanMemoryCostsOnlyItsSender)
 #endif
     Daemon daemon;
     Client bystander;
-    EXPECT_EQ(bystander.request(RD_CMD_DOMAINNAME, "lab7"), 0);
+    EXPECT_EQ(bystander.request("DOMAINNAME name=lab7"), 0);
     limit(daemon, RLIMIT_AS, 0); // nothing new; what malloc has reserved stays usable
     {
         Client sender;
@@ -208,11 +207,11 @@ TEST_F(Resources, MessageLargerThanMemoryCostsOnlyItsSender)
         }
         EXPECT_EQ(zframe_recv(sender.socket()), nullptr);
     }
-    EXPECT_EQ(bystander.request(RD_CMD_DOMAINNAME, "lab8"), 0);
-    const int without = bystander.request(RD_CMD_LINK, kLink);
+    EXPECT_EQ(bystander.request("DOMAINNAME name=lab8"), 0);
+    const int without = bystander.request(kLink);
     EXPECT_NE(without, 0) << "no tool starts";
     limit(daemon, RLIMIT_AS, RLIM_INFINITY);
-    EXPECT_EQ(bystander.request(RD_CMD_LINK, kLink), 0);
+    EXPECT_EQ(bystander.request(kLink), 0);
 }
 
 class Restart : public Resources
@@ -231,7 +230,7 @@ class Restart : public Resources
         platform_log.take();
         Daemon daemon;
         EXPECT_TRUE(serves());
-        EXPECT_EQ(Client().request(RD_CMD_LINK, kLink), 0);
+        EXPECT_EQ(Client().request(kLink), 0);
         platform_log.take();
     }
 };
@@ -245,10 +244,8 @@ TEST_F(Restart, KilledAtAnyMomentItLeavesNothingHalfDone)
             ASSERT_TRUE(serves());
             Client client;
             zsock_set_linger(client.socket(), 0);
-            RequestFrame frame{.header = {RD_CMD_IPV4_DAD, 0, 0}, .dad = {"eth0", "10.0.0.5", 24}};
-            if (moment % 2 == 0) {
-                frame = {.header = {RD_CMD_HOSTS_FILE, 0, 0}, .netname = {"ctl-07"}};
-            }
+            const RequestFrame frame = rig::request_of(
+                moment % 2 == 0 ? "HOSTS_FILE name=ctl-07" : "IPV4_DAD ifname=eth0 ipaddr=10.0.0.5 prefix_len=24");
             zframe_t *request = zframe_new(&frame, sizeof frame);
             zframe_send(&request, client.socket(), 0);
             usleep(static_cast<useconds_t>(moment) * 100);

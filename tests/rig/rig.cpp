@@ -454,6 +454,15 @@ ReplyFrame Client::exchange(const void *bytes, size_t size)
     return receive();
 }
 
+int Client::request(const std::string &words)
+{
+    const RequestFrame frame = request_of(words);
+    const ReplyFrame reply = exchange(&frame, sizeof frame);
+    EXPECT_EQ(reply.cmd, frame.header.cmd);
+    EXPECT_EQ(reply.tag, frame.header.tag);
+    return reply.rc;
+}
+
 ReplyFrame Client::receive()
 {
     ReplyFrame reply{};

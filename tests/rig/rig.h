@@ -2,7 +2,7 @@
 // not root), a root file system in memory, a /dev/log that is read back. Nothing of it outlives the test.
 #pragma once
 
-#include "core/protocol.h"
+#include "rig/request.h"
 
 #include <filesystem>
 #include <functional>
@@ -113,18 +113,9 @@ class Client
     ReplyFrame exchange(const void *bytes, size_t size);
     ReplyFrame receive();
 
-    // Sends a request with the first size bytes of a record; returns the reply's result code.
-    template <typename Record>
-    int request(uint32_t cmd, const Record &record, uint32_t tag = 42, uint32_t wait = 0)
-    {
-        RequestFrame frame{};
-        frame.header = {cmd, wait, tag};
-        memcpy(frame.payload, &record, sizeof record);
-        const ReplyFrame reply = exchange(&frame, sizeof frame.header + sizeof record);
-        EXPECT_EQ(reply.cmd, cmd);
-        EXPECT_EQ(reply.tag, tag);
-        return reply.rc;
-    }
+    int request(const std::string &words); // as request_of takes them; returns the reply's result code
+    // Has the server look for children that have ended: it sees one that ends right before its receive only after it.
+    void have_children_reaped() { request("SIDEBAND"); }
 
   private:
     zsock_t *socket_;

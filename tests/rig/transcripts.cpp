@@ -25,7 +25,6 @@
 // A space that ends a line is followed by a |. With --accept the files are brought to what was seen, to be looked at with
 // git diff.
 
-#include "rig/request.h"
 #include "rig/rig.h"
 
 #include <algorithm>
@@ -101,23 +100,7 @@ class Transcript : public rig::Controller
             }
             const auto below = told_.lines.begin() + static_cast<ptrdiff_t>(i) + 1;
             const Lines told(below - 1, std::find_if_not(below, told_.lines.end(), is_outcome));
-            const std::map<std::string, std::string> before = files();
-            const std::string sent = line == "later" ? line : answered(client, line.substr(0, line.rfind(" = ")));
-            Lines messages;
-            Lines seen;
-            rig::wait_until(
-                [&] {
-                    append(messages, log());
-                    seen = {sent};
-                    append(seen, shown(messages));
-                    if (line.starts_with(">>")) {
-                        std::stable_partition(seen.begin(), seen.end(),
-                                              [](const std::string &l) { return l[4] != '/'; });
-                    }
-                    append(seen, changes(before));
-                    return seen == told;
-                },
-                line == "later" || !(accepting || HasFailure()) ? 3000 : 300);
+            const Lines seen = carried_out(client, told);
             EXPECT_EQ(joined(told), joined(seen));
             append(told_.seen, seen);
         }
@@ -127,14 +110,33 @@ class Transcript : public rig::Controller
     }
 
   private:
-    // Sends a request; returns its line.
-    static std::string answered(rig::Client &client, const std::string &line)
+    // Sends a request, or none, and waits until what it comes to is as told, or time is over. Returns it.
+    Lines carried_out(rig::Client &client, const Lines &told)
     {
-        const RequestFrame request = rig::request_of(line.substr(line.find(' ')));
-        const ReplyFrame reply = client.exchange(&request, sizeof request);
-        EXPECT_EQ(reply.cmd, request.header.cmd);
-        EXPECT_EQ(reply.tag, request.header.tag);
-        return line + " = " + std::to_string(reply.rc);
+        const bool only_waits = told[0] == "later";
+        const bool reaps = joined(told).find("rd_server reaped") != std::string::npos;
+        const std::map<std::string, std::string> before = files();
+        std::string request = told[0].substr(0, told[0].rfind(" = "));
+        if (!only_waits) {
+            request += " = " + std::to_string(client.request(request.substr(request.find(' '))));
+        }
+        Lines messages;
+        Lines seen;
+        rig::wait_until(
+            [&] {
+                reaps ? client.have_children_reaped() : void();
+                append(messages, log());
+                seen = {request};
+                append(seen, shown(messages));
+                if (request.starts_with(">>")) {
+                    std::stable_partition(seen.begin() + 1, seen.end(),
+                                          [](const auto &line) { return line[4] != '/'; });
+                }
+                append(seen, changes(before));
+                return seen == told;
+            },
+            only_waits || !(accepting || HasFailure()) ? 3000 : 300);
+        return seen;
     }
 
     void arrange(const std::string &line)
