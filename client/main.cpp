@@ -3,7 +3,7 @@
 // Exit status: 0 success, 1 a request that was refused or failed, 2 wrong usage (nothing was sent), 3 no reply.
 
 #include "answer.h"
-#include "commands.h"
+#include "commands/commands.h"
 #include "exchange.h"
 #include "options.h"
 
@@ -30,8 +30,9 @@ static void add_options(CLI::App &app, Options &options, RequestHeader &header)
     app.set_help_all_flag("--help-all", "Show the help of all commands");
     app.add_option("--socket", options.socket, "The daemon's socket [" RD_SOCKET_PATH "]")->option_text("PATH");
     constexpr int kDay = 86400;
-    number(app, "--timeout SECONDS", options.timeout, 1, kDay, "How long to wait for the answer [60]");
-    number(app, "--tag NUMBER", header.tag, 0, UINT32_MAX, "By which the log names the request [this process's PID]");
+    CommandLine(&app).number("--timeout SECONDS", options.timeout, 1, kDay, "How long to wait for the answer [60]");
+    CommandLine(&app).number("--tag NUMBER", header.tag, 0, UINT32_MAX,
+                             "By which the log names the request [this process's PID]");
     app.add_flag("--json", options.json, "Answer with a JSON object");
     app.add_flag("-v,--verbose", options.verbose, "Show what is sent and received");
     app.require_subcommand(0, 1)->callback([&app] { // checked last, so that a word which is none is told first

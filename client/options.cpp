@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include <CLI/CLI.hpp>
 #include <arpa/inet.h>
 #include <net/if.h>
 
@@ -52,6 +53,18 @@ void refuse(const std::string &option, const std::string &why)
     throw CLI::ValidationError(option.substr(0, option.find(' ')), why);
 }
 
+void refuse(const std::string &why)
+{
+    throw CLI::ValidationError(why);
+}
+
+void require(bool given, const std::string &what)
+{
+    if (!given) {
+        throw CLI::RequiredError(what);
+    }
+}
+
 int64_t decimal(const std::string &option, const std::string &value, int64_t low, int64_t high)
 {
     int64_t number = 0;
@@ -61,30 +74,6 @@ int64_t decimal(const std::string &option, const std::string &value, int64_t low
         refuse(option, "'" + value + "' is no number from " + std::to_string(low) + " to " + std::to_string(high));
     }
     return number;
-}
-
-CLI::Option *add(CLI::App &command, const std::string &usage, const std::string &description,
-                 const std::function<void(const std::string &)> &take)
-{
-    const size_t space = usage.find(' ');
-    const std::string name = usage.substr(0, space);
-    return command.add_option_function<std::string>(name, take, description)
-        ->option_text(space == std::string::npos ? " " : usage.substr(space + 1));
-}
-
-CLI::Option *interface_index(CLI::App &command, const std::string &usage, int32_t &field,
-                             const std::string &description)
-{
-    return add(command, usage, description, [usage, &field](const std::string &name) {
-        if (name == "all") {
-            field = -1;
-            return;
-        }
-        field = static_cast<int32_t>(if_nametoindex(name.c_str()));
-        if (field == 0) {
-            refuse(usage, "no interface '" + name + "' here");
-        }
-    });
 }
 
 Prefix split_prefix(const std::string &option, const std::string &value)
@@ -100,4 +89,106 @@ Prefix split_prefix(const std::string &option, const std::string &value)
     }
     prefix.length = static_cast<int>(decimal(option, value.substr(slash + 1), 0, prefix.ipv6 ? 128 : 32));
     return prefix;
+}
+
+Option Option::required() const
+{
+    option_->required();
+    return *this;
+}
+
+Option Option::needs(const std::string &name) const
+{
+    option_->needs(name);
+    return *this;
+}
+
+Option Option::excludes(const std::string &name) const
+{
+    option_->excludes(name);
+    return *this;
+}
+
+// The name of an option, and how its value is called.
+static std::pair<std::string, std::string> parts_of(const std::string &usage)
+{
+    const size_t space = usage.find(' ');
+    return {usage.substr(0, space), space == std::string::npos ? " " : usage.substr(space + 1)};
+}
+
+Option CommandLine::value(const std::string &usage, const std::string &description,
+                          const std::function<void(const std::string &)> &take, Check check) const
+{
+    const auto [name, value_name] = parts_of(usage);
+    return Option(
+        app_->add_option_function<std::string>(name, take, description)->option_text(value_name)->check(check));
+}
+
+Option CommandLine::values(const std::string &usage, const std::string &description, int words, int most,
+                           const std::function<void(const std::vector<std::string> &)> &take, Check check) const
+{
+    const auto [name, value_name] = parts_of(usage);
+    return Option(app_->add_option_function<std::vector<std::string>>(name, take, description)
+                      ->option_text(value_name == " " ? value_name : value_name + " ...")
+                      ->type_size(words)
+                      ->expected(1, most)
+                      ->check(check));
+}
+
+Option CommandLine::interface_index(const std::string &usage, int32_t &field, const std::string &description) const
+{
+    return value(usage, description, [usage, &field](const std::string &name) {
+        if (name == "all") {
+            field = -1;
+            return;
+        }
+        field = static_cast<int32_t>(if_nametoindex(name.c_str()));
+        if (field == 0) {
+            refuse(usage, "no interface '" + name + "' here");
+        }
+    });
+}
+
+bool CommandLine::has(const std::string &option) const
+{
+    return app_->count(option) != 0;
+}
+
+void CommandLine::finally(const std::function<void()> &consider) const
+{
+    app_->callback(consider);
+}
+
+void CommandLine::no_use(const std::vector<std::string> &options, bool ignored, const std::string &why) const
+{
+    for (const std::string &option : options) {
+        if (ignored && has(option)) {
+            refuse(option, why);
+        }
+    }
+}
+
+Option CommandLine::word(const std::string &name, const Words &words, const std::string &description,
+                         const std::function<void(int)> &take) const
+{
+    std::string list;
+    for (const auto &[word, number] : words) {
+        list += (list.empty() ? "{" : ",") + word;
+    }
+    list += "}";
+    return value(name + " " + list, description, [name, list, words, take](const std::string &given) {
+        const auto word =
+            std::find_if(words.begin(), words.end(), [&](const auto &each) { return each.first == given; });
+        if (word == words.end()) {
+            refuse(name, "'" + given + "' is not one of " + list);
+        }
+        take(word->second);
+    });
+}
+
+Option CommandLine::on(const std::string &name, const std::string &description, const std::function<void()> &set) const
+{
+    return Option(app_->add_flag_function(
+                          name, [set](int64_t) { set(); }, description)
+                      ->disable_flag_override()); // "--macsec=false" would count as given
 }

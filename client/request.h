@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+class CommandLine;
+struct Request;
+
 // What a result code says of one command, where that is more than it says of all.
 struct Meaning {
     int rc;
@@ -16,11 +19,12 @@ struct Meaning {
 struct Command {
     const char *name; // on the command line
     uint32_t code;
-    const char *group; // in the help
     const char *summary;
     const char *example;
     const char *tool; // whose wait status the reply carries
     std::vector<Meaning> meanings;
+    void (*add_options)(CommandLine command, Request &request);
+    void (*set_defaults)(RequestFrame &frame) = nullptr; // what the record holds unless told, where that is not zeros
 };
 
 struct Request {

@@ -2,7 +2,6 @@
 
 #include "fields.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -52,9 +51,12 @@ static std::string repeated(const std::string &value)
 
 static uint32_t code_of(const std::string &command)
 {
-    const auto *name = std::find(std::begin(kCommands), std::end(kCommands), command);
-    return static_cast<uint32_t>(name != std::end(kCommands) ? std::distance(std::begin(kCommands), name)
-                                                             : std::stoul(command));
+    for (uint32_t code = 0; code < std::size(kCommands); code++) {
+        if (command == kCommands[code]) {
+            return code;
+        }
+    }
+    return static_cast<uint32_t>(std::stol(command));
 }
 
 RequestFrame request_of(const std::string &line)
