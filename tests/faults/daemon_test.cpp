@@ -128,6 +128,7 @@ TEST_F(Resources, FullAndReadOnlyFileSystems)
     expect(0, "", "\tctl-07\n", "IPv4DAD_CONFLICT=10.0.0.5");
     umount2(small.c_str(), MNT_DETACH);
     fs::remove("/etc/hosts");
+    fs::remove("/run/q7net/q7neterrs");
 }
 
 // Takes /dev/log over, and reads only when told.

@@ -358,16 +358,29 @@ Lines Controller::error_log()
     return messages;
 }
 
-Lines Controller::log()
+void Controller::expect_in_error_log(const Lines &records)
 {
-    Lines records = platform_log.take();
     Lines both;
     for (const std::string &record : records) {
         if (record[0] >= '2' && record[0] <= '4') {
             both.push_back(record.substr(2));
         }
     }
-    EXPECT_EQ(error_log(), both) << "the error log differs from levels 2 to 4 of the platform log";
+    Lines written;
+    wait_until( // a daemon writes it last
+        [&] {
+            const Lines more = error_log();
+            written.insert(written.end(), more.begin(), more.end());
+            return written.size() >= both.size();
+        },
+        1000);
+    EXPECT_EQ(written, both) << "the error log differs from levels 2 to 4 of the platform log";
+}
+
+Lines Controller::log()
+{
+    Lines records = platform_log.take();
+    expect_in_error_log(records);
     return records;
 }
 

@@ -70,9 +70,9 @@ class Controller : public testing::Test
     static Lines calls();       // the tools run since the last time, with their words
     static std::string state(); // what the last tool run inherited
     Lines error_log();          // "function text" since the last time; each must be a whole record
-    // "LEVEL function text" of all messages since the last time, having checked that exactly those of levels
-    // 2 to 4 stand in the error log too, in this order.
-    Lines log();
+    // Checks that exactly the records of levels 2 to 4 came to the error log since the last time, in this order.
+    void expect_in_error_log(const Lines &records);
+    Lines log(); // "LEVEL function text" of all messages since the last time, having checked this
     Lines log_of(const std::string &function); // the same of one function: "LEVEL text"
     bool wait_for_message(const std::string &text, int timeout_ms = 10'000);
 

@@ -125,7 +125,7 @@ class Transcript : public rig::Controller
         rig::wait_until(
             [&] {
                 reaps ? client.have_children_reaped() : void();
-                append(messages, log());
+                append(messages, platform_log.take());
                 seen = {request};
                 append(seen, shown(messages));
                 if (request.starts_with(">>")) {
@@ -136,6 +136,7 @@ class Transcript : public rig::Controller
                 return seen == told;
             },
             only_waits || !(accepting || HasFailure()) ? 3000 : 300);
+        expect_in_error_log(messages);
         return seen;
     }
 
