@@ -3,9 +3,8 @@
 // Exit status: 0 success, 1 a request that was refused or failed, 2 wrong usage (nothing was sent), 3 no reply.
 
 #include "answer.h"
-#include "commands/commands.h"
+#include "commands/group.h"
 #include "exchange.h"
-#include "options.h"
 
 #include <cctype>
 #include <cerrno>
@@ -47,6 +46,29 @@ static void add_options(CLI::App &app, Options &options, RequestHeader &header)
     app.get_formatter()->label("Positionals", "Arguments");
     app.footer("Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 no reply\n\n"
                "Example:\n  q7rdctl link eth1 down\n  q7rdctl link --help");
+}
+
+// Parsing a command line fills the request, which must live as long as the parser.
+static void add_commands(CLI::App &app, Request &request)
+{
+    for (const auto &[title, commands] : {link_commands(), address_commands(), management_commands(), host_commands(),
+                                          policy_commands(), system_commands(), mdns_commands(), server_commands()}) {
+        for (const Command &command : commands) {
+            CLI::App *subcommand = app.add_subcommand(command.name, command.summary);
+            subcommand->group(title)->fallthrough();
+            subcommand->footer("q7rdctl --help tells of the options that every command takes.\n\nExample:\n  q7rdctl " +
+                               std::string(command.example));
+            // The records share their bytes: defaults are set when it is clear which is meant.
+            subcommand->preparse_callback([&request, &command](size_t) {
+                request.command = command;
+                request.frame.header.cmd = command.code;
+                if (command.set_defaults != nullptr) {
+                    command.set_defaults(request.frame);
+                }
+            });
+            command.add_options(CommandLine(subcommand), request);
+        }
+    }
 }
 
 // Shows bytes by their offsets, up to the last that is not zero, which is as much as a frame needs.

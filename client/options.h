@@ -125,17 +125,11 @@ class CommandLine
                      });
     }
 
-    // One of several words; usage is the option's name alone. after, if any, is called when it was given.
+    // One of several words; usage is the option's name alone.
     template <typename Number>
-    Option choice(const std::string &name, Number &field, const Words &words, const std::string &description,
-                  const std::function<void()> &after = nullptr) const
+    Option choice(const std::string &name, Number &field, const Words &words, const std::string &description) const
     {
-        return word(name, words, description, [&field, after](int number) {
-            field = static_cast<Number>(number);
-            if (after) {
-                after();
-            }
-        });
+        return word(name, words, description, [&field](int number) { field = static_cast<Number>(number); });
     }
 
     template <typename Number>

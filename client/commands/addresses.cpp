@@ -36,11 +36,12 @@ void address(CommandLine command, Request &request)
                    "IPv6: up to two routes, each with its router's address and MAC address", 3, 2, take_routes);
     command
         .choice("--autoconfiguration", record.autoconfig, kOffOn,
-                "only switch IPv6 on, with router advertisements on or off", [&record] { record.autoconfig_only = 1; })
+                "only switch IPv6 on, with router advertisements on or off")
         .excludes("--address")
         .excludes("--gateway")
         .excludes("--route");
-    command.finally([&record] {
+    command.finally([command, &record] {
+        record.autoconfig_only = command.has("--autoconfiguration") ? 1 : 0;
         const bool ipv4 = record.address[0] != '\0' && ipv4_address(record.address).empty();
         const bool ipv4_gateway = record.gateway[0] != '\0' && ipv4_address(record.gateway).empty();
         const bool ipv6 = record.address[0] != '\0' && !ipv4;

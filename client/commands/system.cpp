@@ -19,17 +19,13 @@ void service(CommandLine command, Request &request)
                             {"radvd", 6},           {"dhclient", 7},       {"dhclient6", 8},
                             {"dhclient6s", 9},      {"dhcpd6", 10},        {"q7mdnspublish", 11},
                             {"wpa_supplicant", 12}, {"ddnsreg", 13}};
-    command
-        .choice("SERVICE", request.frame.service.service, services, "which",
-                [&request] {
-                    if (request.frame.service.service == kKxDhclient) {
-                        request.command.tool = "dhclient";
-                    }
-                })
-        .required();
+    command.choice("SERVICE", request.frame.service.service, services, "which").required();
     command.flag("--wait", request.frame.header.wait, "answer when it is done, with how it ended");
     command.finally([&request] {
         const auto [which, action] = request.frame.service;
+        if (which == kKxDhclient) {
+            request.command.tool = "dhclient";
+        }
         const bool always_waits = which == kKxDhclient && action == 0;
         if (request.frame.header.wait == 0 && !always_waits) {
             request.command.meanings.push_back({0, "it was started; --wait tells how it ends"});

@@ -73,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
     const auto event = world::choose(8) == 1 ? AVAHI_RESOLVER_FAILURE : AVAHI_RESOLVER_FOUND;
     av_resolve_cb(new_resolver, 2, address.proto, event, name.c_str(), type.c_str(), domain.c_str(), host.c_str(),
-                  &address, 0, txt, {}, kClient);
+                  world::choose(8) == 1 ? nullptr : &address, 0, txt, {}, kClient);
     avahi_string_list_free(txt);
     world::end();
     return 0;

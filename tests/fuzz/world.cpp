@@ -73,7 +73,7 @@ static int close_text(void *cookie)
     return 0;
 }
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's names
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 extern "C" {
 
 FILE *__wrap_fopen64(const char *path, const char *mode)
@@ -226,4 +226,4 @@ void vaskprintf(int /*level*/, int /*area*/, const char *format, ...)
 }
 
 } // extern "C"
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTEND(bugprone-reserved-identifier)

@@ -76,26 +76,6 @@ class Browse : public rig::Controller
     }
 };
 
-TEST_F(Browse, RefusesBadRequests)
-{
-    for (const uint32_t start : {0U, 1U}) {
-        EXPECT_EQ(browse(start, "_a._tcp", 0, 1), 14);
-        EXPECT_EQ(browse(start, "", 5, 1), 10);
-    }
-    RouterProbeRequest probe{0, 5, {}};
-    EXPECT_EQ(rd_ngm_debug(&probe), 14);
-    probe.count = 4;
-    EXPECT_EQ(rd_ngm_debug(&probe), 14);
-    EXPECT_EQ(log(), (Lines{"2 rd_mdns_browse_service ERROR - invalid interface index",
-                            "2 rd_mdns_browse_service ERROR - service name missing",
-                            "2 rd_mdns_browse_service ERROR - invalid interface index",
-                            "2 rd_mdns_browse_service ERROR - service name missing",
-                            "2 rd_ngm_debug ERROR - invalid router count: 5",
-                            "2 rd_ngm_debug ERROR - invalid interface index"}));
-    EXPECT_EQ(calls(), Lines{});
-    EXPECT_EQ(script->asked, Lines{});
-}
-
 TEST_F(Browse, RunsFromStartToStop)
 {
     EXPECT_EQ(browse(1, std::string(40, 'x'), -1, 1), 0);
