@@ -276,7 +276,7 @@ Controller::Controller()
             fs::remove_all(entry.path());
         }
     };
-    if (!fs::exists("/sys/kernel")) { // plain files, not the kernel's
+    if (entered == Tools::kRecording) { // plain files, not the kernel's
         fs::create_directories("/sys");
         empty("/sys");
         empty("/proc/sys/net");
