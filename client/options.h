@@ -1,6 +1,6 @@
 // Command-line options bound to the fields of a request's record. What a field cannot hold is an error of usage, told
-// before anything is sent: a text is never cut and a number never wraps. CLI11 itself stays in options.cpp, for its header
-// takes seconds to compile.
+// before anything is sent: a text is never cut and a number never wraps. CLI11 is not included here, for its header takes
+// seconds to compile.
 #pragma once
 
 #include "core/protocol.h"

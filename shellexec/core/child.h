@@ -12,8 +12,7 @@
 // that is not waited for, -1 when there was no child to be had.
 int rd_exec_cmd(const char *const argv[], int wait, int quiet);
 
-// fork(2) for a child that may log before it execs: returns as fork does, but for errno, with the
-// loggers free in the child.
+// fork(2) for a child that may log before it execs: returns as fork does, but for errno, with the loggers free in the child.
 pid_t rd_fork();
 
 // In a fresh child: default signal dispositions, nothing blocked, and no descriptor above 2 passed on to the tool.

@@ -7,8 +7,7 @@
 // RD_CMD_SLBC: sets the back channel up or tears it down. Tearing down must name the interface, proxy and topology_lldp
 // of the set-up, for only the rules that these select are deleted.
 // Returns the validator's code for a refused field, or RD_RC_OUT_OF_RANGE for a topology_lldp above 2147483647, with
-// nothing changed; when a rule could not be added, that result,
-// with no DHCP client started; else 0.
+// nothing changed; when a rule could not be added, that result, with no DHCP client started; else 0.
 int rd_slbc_control(const SlbcRequest *request);
 
 // Adds (1) or deletes (any other value of apply) the back channel's firewall rules.

@@ -69,6 +69,8 @@ int rd_init_interfaces(InitRequest *request)
     const auto [opened, error] = rd_write_file("/proc/sys/net/ipv4/conf/all/arp_ignore", "1\n");
     if (!opened) {
         RD_ERROR("failed to open arp_ignore file %s\n", ErrorText(error).c_str());
+    } else if (error != 0) {
+        RD_ERROR("failed to write arp_ignore file %s\n", ErrorText(error).c_str());
     }
     set_stable_secret(request->secret_seed_a, request->secret_seed_b);
 

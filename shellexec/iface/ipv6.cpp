@@ -73,7 +73,7 @@ void rd_set_ip6_hoplimit(const char *ifname, int hop_limit)
         return;
     }
     RD_INFO("wrote %d to %s chars:%d\n", hop_limit, path, static_cast<int>(strlen(line)));
-    if (error != 0) { // the kernel's refusal, of what is not 1 to 255
+    if (error != 0) { // it was written, but the kernel did not take it, as all that is not 1 to 255
         RD_ERROR("Unable to write %s %s\n", path, ErrorText(error).c_str());
     }
 }

@@ -23,8 +23,9 @@ struct MdnsBrowseRequest {
     char service_type[32];
 };
 
-// Where the server thread and the browse threads meet. Under the guard the server thread asks a loop to quit, and a
-// browse thread puts its poll object in or takes it out before freeing it: so a quit never reaches a freed object.
+// Where the server thread and the browse threads meet. Under the guard the server thread makes a browse thread and asks a
+// loop to quit, and a browse thread puts its poll object in or takes it out before freeing it: so a quit never reaches a
+// freed object.
 static std::mutex browse_guard;
 static AvahiSimplePoll *av_browse_poll;               // of the running cycle
 static const MdnsBrowseRequest *newest_browse;        // the browse started last, be it running yet, still or no more

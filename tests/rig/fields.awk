@@ -8,6 +8,10 @@ BEGIN {
 
 FNR == NR {
     if (/^ *RD_CMD_/) {
+        if ($3 + 0 != ++commands) { # they are found by their place
+            print "fields.awk: the commands are not numbered from 1 on" > "/dev/stderr"
+            exit 1
+        }
         printf "\"%s\",\n", substr($1, length("RD_CMD_") + 1)
     }
     next

@@ -54,7 +54,7 @@ class PlatformLog
     std::jthread reader_;
 };
 
-// The fixture: a fresh controller for each test.
+// The fixture: each test finds /run, /sys and /proc/sys/net as at the start, and the rest as the one before left it.
 class Controller : public testing::Test
 {
   protected:
