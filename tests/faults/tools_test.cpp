@@ -127,9 +127,10 @@ TEST_P(Tools, EveryCommandTellsAndTheNextIsServed)
         platform_log.take();
         const bool in_reply = reply == kStatus || (reply == kBackground && !forks);
         ASSERT_EQ(client.request(request), in_reply ? status : 0);
+        const bool reaped = reply == kBackground;
         ASSERT_TRUE(in_reply || rig::wait_until([&] { // else the log tells
-                        reply == kBackground ? client.have_children_reaped() : void();
-                        const std::string told_of = (reply == kBackground ? "reaped a zombie child. status" : "") + end;
+                        reaped ? client.have_children_reaped() : void();
+                        const std::string told_of = (reaped ? "reaped a zombie child. status" : "") + end;
                         return platform_log.all().find(told_of) != std::string::npos;
                     }));
         ASSERT_TRUE(wait_for_message(complaint));
