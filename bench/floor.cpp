@@ -2,7 +2,7 @@
 // set dev IFNAME up" in a forked child and logs that; any other command does nothing. Like the daemon it writes three
 // records a request to syslog, for command 7 one more, which the error log gets too.
 
-#include "core/protocol.h"
+#include <q7net/protocol.h>
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/protocol.h"
+#include <q7net/protocol.h>
 
 #include <string>
 

@@ -3,7 +3,7 @@
 // seconds to compile.
 #pragma once
 
-#include "core/protocol.h"
+#include <q7net/protocol.h>
 
 #include <algorithm>
 #include <functional>

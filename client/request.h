@@ -1,7 +1,7 @@
 // What a command line comes to: the message for the daemon, and how its answer reads.
 #pragma once
 
-#include "core/protocol.h"
+#include <q7net/protocol.h>
 
 #include <cstdint>
 #include <string>

@@ -7,7 +7,7 @@ namespace
 
 void address(CommandLine command, Request &request)
 {
-    StaticAddrRequest &record = request.frame.static_addrs;
+    StaticAddrsRequest &record = request.frame.static_addrs;
     command.text("IFNAME", record.ifname, kIfname).required();
     command.value("--address ADDRESS/LENGTH", "the address", [&record](const std::string &value) {
         const Prefix prefix = split_prefix("--address", value);
@@ -58,7 +58,7 @@ void address(CommandLine command, Request &request)
 
 void dad(CommandLine command, Request &request)
 {
-    DadRequest &record = request.frame.dad;
+    Ipv4DadRequest &record = request.frame.ipv4_dad;
     command.text("IFNAME", record.ifname, kIfname).required();
     command
         .value("ADDRESS/LENGTH", "the address to probe",

@@ -65,7 +65,7 @@ void sideband(CommandLine command, Request &request)
 
 void smartnic(CommandLine command, Request &request)
 {
-    SmartnicRequest &record = request.frame.smartnic;
+    InitSmartnicRequest &record = request.frame.init_smartnic;
     command.choice("ACTION", record.mode, kDownUp, "set it up or tear it down").required();
     command.text("PHYSICAL", record.physical, "the physical interface", any_text, RD_IFNAME_SIZE - 1).required();
     command.text("IFNAME", record.lower, "the management interface on it").required();
@@ -78,7 +78,7 @@ void smartnic(CommandLine command, Request &request)
 
 void frontdedicated(CommandLine command, Request &request)
 {
-    FrontdedicatedRequest &record = request.frame.frontdedicated;
+    InitFrontdedicatedRequest &record = request.frame.init_frontdedicated;
     command.text("IFNAME", record.ifname, kIfname).required();
     command.text("--mac MAC", record.mac, "to give it", mac_address).required();
     command.choice("--autoneg", record.autoneg, {{"leave", kLeaveAlone}, {"off", 0}, {"on", 1}},
@@ -88,14 +88,14 @@ void frontdedicated(CommandLine command, Request &request)
 
 void frontdedicated_defaults(RequestFrame &frame)
 {
-    frame.frontdedicated.autoneg = kLeaveAlone;
-    frame.frontdedicated.duplex = 1;
-    frame.frontdedicated.link_state = 1;
+    frame.init_frontdedicated.autoneg = kLeaveAlone;
+    frame.init_frontdedicated.duplex = 1;
+    frame.init_frontdedicated.link_state = 1;
 }
 
 void flop_usb_nic(CommandLine command, Request &request)
 {
-    FlopUsbNicRequest &record = request.frame.flop_usb_nic;
+    InitFlopUsbNicRequest &record = request.frame.init_flop_usb_nic;
     command.text("IFNAME", record.ifname, kIfname).required();
     command.text("--mac MAC", record.mac, "to give it", mac_address).required();
     command.choice("--link", record.link_state, kDownUp, "state afterwards [up]");
@@ -103,7 +103,7 @@ void flop_usb_nic(CommandLine command, Request &request)
 
 void flop_usb_nic_defaults(RequestFrame &frame)
 {
-    frame.flop_usb_nic.link_state = 1;
+    frame.init_flop_usb_nic.link_state = 1;
 }
 
 const Command kCommands[] = {

@@ -13,7 +13,7 @@ void link(CommandLine command, Request &request)
 
 void tuning(CommandLine command, Request &request)
 {
-    LinkTuningRequest &record = request.frame.tuning;
+    LinkTuningRequest &record = request.frame.link_tuning;
     command.text("IFNAME", record.ifname, kIfname, any_text, RD_IFNAME_SIZE - 1).required();
     command.choice("--autoneg", record.autoneg, kOffOn, "auto-negotiation").required();
     add_tuning(command, record);
@@ -21,8 +21,8 @@ void tuning(CommandLine command, Request &request)
 
 void tuning_defaults(RequestFrame &frame)
 {
-    frame.tuning.duplex = 1;
-    frame.tuning.link_state = 1;
+    frame.link_tuning.duplex = 1;
+    frame.link_tuning.link_state = 1;
 }
 
 void conjoin(CommandLine command, Request &request)

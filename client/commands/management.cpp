@@ -7,7 +7,7 @@ namespace
 
 void init(CommandLine command, Request &request)
 {
-    InitRequest &record = request.frame.init;
+    InitIfacesRequest &record = request.frame.init_ifaces;
     command.flag("--modular", record.is_modular, "the controller sits in a slot: build the internal VLANs");
     command.flag("--ngm", record.is_ngm, "internal link is eth0 with IPv6, else eth3 with IPv4");
     command.number("--slot NUMBER", record.slot, 1, 254, "the slot");
@@ -33,7 +33,7 @@ void init(CommandLine command, Request &request)
 
 void mgmt(CommandLine command, Request &request)
 {
-    MgmtReconfigRequest &record = request.frame.mgmt;
+    MgmtReconfigRequest &record = request.frame.mgmt_reconfig;
     enum { kIpv6, kRebuild, kLink };
     command
         .choice(
@@ -73,12 +73,12 @@ void mgmt(CommandLine command, Request &request)
 
 void mgmt_defaults(RequestFrame &frame)
 {
-    frame.mgmt.mtu = 1500;
-    frame.mgmt.i6_ena = 1;
-    frame.mgmt.i6_auto = 1;
-    frame.mgmt.mif_linkstate = 1;
-    frame.mgmt.ded_linkstate = 1;
-    frame.mgmt.stabpriv = kLeaveAlone;
+    frame.mgmt_reconfig.mtu = 1500;
+    frame.mgmt_reconfig.i6_ena = 1;
+    frame.mgmt_reconfig.i6_auto = 1;
+    frame.mgmt_reconfig.mif_linkstate = 1;
+    frame.mgmt_reconfig.ded_linkstate = 1;
+    frame.mgmt_reconfig.stabpriv = kLeaveAlone;
 }
 
 void mif_flush(CommandLine command, Request &request)

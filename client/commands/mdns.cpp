@@ -7,7 +7,7 @@ namespace
 
 void mdns(CommandLine command, Request &request)
 {
-    MdnsBrowseServiceRequest &record = request.frame.mdns_browse;
+    MdnsBrowseRequest &record = request.frame.mdns_browse;
     constexpr size_t kLongestType = 31; // what the daemon looks at
     command.choice("ACTION", record.start, {{"stop", 0}, {"start", 1}}, "what to do").required();
     command.text("TYPE", record.service_type, "the service type", any_text, kLongestType).required();
@@ -17,7 +17,7 @@ void mdns(CommandLine command, Request &request)
 
 void ngm_debug(CommandLine command, Request &request)
 {
-    RouterProbeRequest &record = request.frame.ngm_debug;
+    NgmDebugRequest &record = request.frame.ngm_debug;
     command.interface_index("--interface IFNAME", record.interface_index, "to browse on, or 'all'").required();
     command.texts("--router ADDRESS", record.router, "up to four to ping", ipv6_address,
                   [&record](size_t count) { record.count = static_cast<int32_t>(count); });

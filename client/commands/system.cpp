@@ -41,7 +41,7 @@ void autoconfig(CommandLine command, Request &request)
 
 void name(CommandLine command, Request &request)
 {
-    command.text("NAME", request.frame.netname.name, "the name").required();
+    command.text("NAME", request.frame.hostname.name, "the name").required();
 }
 
 const Command kCommands[] = {

@@ -1,6 +1,6 @@
-#include "core/child.h"
+#include "base/child.h"
 
-#include "log/log.h"
+#include "base/log.h"
 #include "rig/rig.h"
 
 #include <atomic>

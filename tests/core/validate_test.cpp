@@ -1,4 +1,4 @@
-#include "core/validate.h"
+#include "base/validate.h"
 
 #include <string>
 #include <vector>

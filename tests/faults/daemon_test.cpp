@@ -1,8 +1,8 @@
 // What the daemon needs of the kernel is not to be had (descriptors, room on file systems, memory, a reader of its log, the
 // clock), or the daemon itself is killed.
 
-#include "core/file.h"
-#include "log/log.h"
+#include "base/file.h"
+#include "base/log.h"
 #include "rig/rig.h"
 
 #include <ctime>

@@ -1,8 +1,8 @@
 // Writes the inputs that fuzzing starts from: seeds FOLDER makes FOLDER/request with valid messages of all commands, whose
 // numbers are all 0, or all 1, and so on; and FOLDER/resolver.
 
-#include "core/protocol.h"
 #include "fields.h"
+#include <q7net/protocol.h>
 
 #include <algorithm>
 #include <cstring>

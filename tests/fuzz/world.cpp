@@ -2,7 +2,7 @@
 
 #include "world.h"
 
-#include "core/child.h"
+#include "base/child.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 // does nothing, and aborts when the code breaks one of its promises.
 #pragma once
 
-#include "core/protocol.h"
+#include <q7net/protocol.h>
 
 #include <cstdarg>
 #include <string_view>

@@ -79,7 +79,7 @@ TEST_F(Iface, BroadcastFollowsFromThePrefix)
 
 TEST_F(Iface, WhoFindsTheMarkerFindsTheAddressGone)
 {
-    const DadRequest request{"eth0", "192.168.1.10", 24};
+    const Ipv4DadRequest request{"eth0", "192.168.1.10", 24};
     const std::string marker = "/run/q7net/dhcp/ipv4_dad_conflict";
     answer("/bin/arping", 1);
     answer("/sbin/ip addr del", 0, 300);

@@ -28,7 +28,7 @@ class Browse : public rig::Controller
     static int browse(uint32_t start, const std::string &type = kZeroTouch, int32_t interface = 5,
                       uint32_t firewall = 0)
     {
-        MdnsBrowseServiceRequest request{start, firewall, interface, ""};
+        MdnsBrowseRequest request{start, firewall, interface, ""};
         memcpy(request.service_type, type.data(), type.size());
         return rd_mdns_browse_service(&request);
     }
@@ -249,7 +249,7 @@ TEST_F(Browse, DebugPingsThenBrowsesForThreeSeconds)
     const itimerval often{{0, 150'000}, {0, 150'000}};
     browse(1); // ended, and not started again
     script->wait_for_loop();
-    RouterProbeRequest probe{5, 4, {"fe80::1", "fe80::2", "no address", "fe80::3"}};
+    NgmDebugRequest probe{5, 4, {"fe80::1", "fe80::2", "no address", "fe80::3"}};
     memset(probe.router[2] + 10, ':', sizeof probe.router[2] - 10);
     answer("/bin/ping -6 -c 1 -I eth0.4003 -W 1 fe80::1", 1);
     answer("/bin/ping -6 -c 1 -I eth0.4003 -W 1 fe80::2", 2);

@@ -1,7 +1,7 @@
 // Requests in words.
 #pragma once
 
-#include "core/protocol.h"
+#include <q7net/protocol.h>
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 // Processes that are ended by their PID files, what a child inherits, and the clock.
 
-#include "firewall/rulesets.h"
+#include "firewall/firewall.h"
 #include "firewall/slbc.h"
 #include "rig/rig.h"
 #include "system/probes.h"
