@@ -1,22 +1,10 @@
 #include "dispatch.h"
 
-#include "firewall/firewall.h"
-#include "firewall/policy.h"
-#include "firewall/slbc.h"
-#include "hostnic/init_nics.h"
-#include "hostnic/sideband.h"
-#include "hostnic/usbnic.h"
-#include "iface/address.h"
-#include "iface/bond.h"
-#include "iface/init_ifaces.h"
-#include "iface/link.h"
-#include "iface/link_tuning.h"
-#include "iface/mgmt_reconfig.h"
-#include "iface/static_addrs.h"
+#include "firewall/commands.h"
+#include "hostnic/commands.h"
+#include "iface/commands.h"
 #include "mdns/commands.h"
-#include "system/names.h"
-#include "system/probes.h"
-#include "system/service.h"
+#include "system/commands.h"
 
 bool rd_run_command(RequestFrame *request, int32_t *rc)
 {

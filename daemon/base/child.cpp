@@ -47,15 +47,14 @@ void rd_clean_child()
     close_descriptors_on_exec();
 }
 
-int rd_stdio_to_devnull()
+void rd_stdio_to_devnull()
 {
     const int devnull = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (devnull < 0) {
-        return devnull;
+    if (devnull >= 0) {
+        dup2(devnull, STDOUT_FILENO);
+        dup2(devnull, STDERR_FILENO);
+        close(devnull);
     }
-    dup2(devnull, STDOUT_FILENO);
-    dup2(devnull, STDERR_FILENO);
-    return close(devnull);
 }
 
 static constexpr int kNotExecuted = 255; // exit status of a child that could not become the tool

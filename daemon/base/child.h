@@ -18,9 +18,9 @@ pid_t rd_fork();
 // In a fresh child: default signal dispositions, nothing blocked, and no descriptor above 2 passed on to the tool.
 void rd_clean_child();
 
-// In a fresh child: standard output and standard error to /dev/null, standard input as inherited. Returns the
-// negative value of a failed open, with the output left as it was; else what closing gave.
-int rd_stdio_to_devnull();
+// In a fresh child: standard output and standard error to /dev/null, standard input as inherited. Where /dev/null cannot be
+// opened the output stays as it was.
+void rd_stdio_to_devnull();
 
 // Reads a PID from the first line of a file, of which at most 11 characters count.
 //   pid  set to the number read, 0 when there is none, 4294967295 for more than 32 bits; untouched when the file cannot

@@ -39,16 +39,25 @@ class LogScope
     } while (false)
 
 // A message for both logs.
-#define RD_LOG_BOTH(level, format, ...)                                                             \
-    do {                                                                                            \
-        const LogScope rd_log_scope;                                                                \
-        vaskprintf(level, 200, "%s():%d - " format, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__); \
-        errno = rd_log_scope.error;                                                                 \
-        de_errlog_write("%s():%d - " format, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__);        \
+#define RD_LOG_BOTH(function, line, level, format, ...)                                         \
+    do {                                                                                        \
+        const LogScope rd_log_scope;                                                            \
+        vaskprintf(level, 200, "%s():%d - " format, function, line __VA_OPT__(, ) __VA_ARGS__); \
+        errno = rd_log_scope.error;                                                             \
+        de_errlog_write("%s():%d - " format, function, line __VA_OPT__(, ) __VA_ARGS__);        \
     } while (false)
 
-#define RD_ERROR(format, ...) RD_LOG_BOTH(2, "ERROR - " format __VA_OPT__(, ) __VA_ARGS__)
-#define RD_WARN(format, ...) RD_LOG_BOTH(3, "WARN - " format __VA_OPT__(, ) __VA_ARGS__)
-#define RD_INFO(format, ...) RD_LOG_BOTH(4, format __VA_OPT__(, ) __VA_ARGS__)
+#define RD_ERROR(format, ...) RD_LOG_BOTH(__func__, __LINE__, 2, "ERROR - " format __VA_OPT__(, ) __VA_ARGS__)
+#define RD_WARN(format, ...) RD_LOG_BOTH(__func__, __LINE__, 3, "WARN - " format __VA_OPT__(, ) __VA_ARGS__)
+#define RD_INFO(format, ...) RD_LOG_BOTH(__func__, __LINE__, 4, format __VA_OPT__(, ) __VA_ARGS__)
 #define RD_DEBUG(format, ...) RD_LOG_PLATFORM(5, format __VA_OPT__(, ) __VA_ARGS__)
 #define RD_TRACE(format, ...) RD_LOG_PLATFORM(6, format __VA_OPT__(, ) __VA_ARGS__)
+
+// The same for a step of another function that logs in its name, by which readers know the message. Such a step takes
+//     const char *function = __builtin_FUNCTION()
+// last, which a call that leaves it out fills with its own name.
+#define RD_ERROR_OF(function, format, ...) \
+    RD_LOG_BOTH(function, __LINE__, 2, "ERROR - " format __VA_OPT__(, ) __VA_ARGS__)
+#define RD_WARN_OF(function, format, ...) \
+    RD_LOG_BOTH(function, __LINE__, 3, "WARN - " format __VA_OPT__(, ) __VA_ARGS__)
+#define RD_INFO_OF(function, format, ...) RD_LOG_BOTH(function, __LINE__, 4, format __VA_OPT__(, ) __VA_ARGS__)

@@ -1,10 +1,9 @@
 #include "base/validate.h"
 
+#include "base/text.h"
+
 #include <array>
 #include <string_view>
-
-namespace
-{
 
 enum Class : uint8_t {
     kMac = 1 << 0,
@@ -16,7 +15,7 @@ enum Class : uint8_t {
 
 // The classes of each byte. A table of our own, since <cctype> is undefined for a negative char and bends to the
 // locale.
-constexpr std::array<uint8_t, 256> kClasses = [] {
+static constexpr std::array<uint8_t, 256> kClasses = [] {
     std::array<uint8_t, 256> classes{};
     const auto add = [&classes](std::string_view characters, unsigned cls) {
         for (const char c : characters) {
@@ -36,7 +35,7 @@ constexpr std::array<uint8_t, 256> kClasses = [] {
     return classes;
 }();
 
-int check(const char *text, Class accepted, size_t shortest, size_t longest)
+static int check(const char *text, Class accepted, size_t shortest, size_t longest)
 {
     if (text == nullptr) {
         return RD_RC_ABSENT;
@@ -55,8 +54,6 @@ int check(const char *text, Class accepted, size_t shortest, size_t longest)
     }
     return RD_RC_OK;
 }
-
-} // namespace
 
 int rd_validate_mac(const char *text)
 {
@@ -81,6 +78,16 @@ int rd_validate_shell_arg(const char *text)
 int rd_validate_ipv4(const char *text)
 {
     return check(text, kIpv4, 7, 16);
+}
+
+int rd_refuse(int code, const char *complaint, const char *function, int line)
+{
+    char number[12] = "";
+    if (complaint[strlen(complaint) - 1] == '=') {
+        rd_format(number, "%d", code);
+    }
+    RD_LOG_BOTH(function, line, 2, "ERROR - %s%s\n", complaint, number);
+    return code;
 }
 
 const char *rd_path_name(const char *name)

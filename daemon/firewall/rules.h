@@ -1,23 +1,38 @@
-// Lists of iptables rules that are changed check-first, so that none is added twice or deleted when absent.
+// iptables rules that are changed check-first, so that none is added twice or deleted when absent.
 #pragma once
 
-#include <array>
-#include <span>
+#include "base/line.h"
 
-// The words of one call of iptables(8). The second is the action and left to rd_change_rules.
-using Rule = std::array<const char *, 16>;
+// A line of iptables(8) whose first place is the action; its further places take the first of so many values.
+template <size_t Values>
+struct Rule {
+    std::span<const char *const> words;
 
-// What is about to happen to a rule of a list.
-enum class RuleStep {
-    kExists,   // nothing: it is there and shall be
-    kAbsent,   // nothing: it is not there and shall not be
-    kChanging, // it is added or deleted
+    template <size_t Places>
+    consteval Rule(Line<Places> line) : words(line.words) // NOLINT(google-explicit-constructor): for lists of them
+    {
+        static_assert(Places >= 1 && Places <= Values + 1, "an action, and no more places than values");
+    }
+    template <typename... Texts>
+    int run(const char *action, Texts... values) const
+    {
+        static_assert(sizeof...(values) == Values, "all values");
+        const char *const list[] = {action, values...};
+        return rd_run_words(words, list, 1, 1);
+    }
 };
 
-// Adds the rules that are not there, or deletes those that are, in their order. Nothing is undone when one fails.
-//   rules   changed at their action word only
-//   list    name of the list, for report
-//   report  told of every rule, by its number counted from 0, before it is changed
-// Returns 0, or the wait status of the last change that failed.
-int rd_change_rules(std::span<Rule> rules, bool add, const char *list,
-                    void (*report)(RuleStep step, const char *list, int rule));
+// Whether a rule is there. A check that could not be made at all counts as 'absent'. An addition that follows meets the same
+// trouble, and a rule that stands twice is a smaller harm than one that is missing.
+template <size_t Values, typename... Texts>
+bool rd_rule_exists(const Rule<Values> &rule, Texts... values)
+{
+    return rule.run("-C", values...) == 0;
+}
+
+// Adds a rule or deletes it. Returns the wait status of iptables.
+template <size_t Values, typename... Texts>
+int rd_change_rule(const Rule<Values> &rule, bool add, Texts... values)
+{
+    return rule.run(add ? "-A" : "-D", values...);
+}

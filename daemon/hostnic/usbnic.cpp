@@ -1,8 +1,8 @@
-#include "hostnic/usbnic.h"
+#include "hostnic/commands.h"
 
 #include "base/child.h"
 #include "base/file.h"
-#include "base/log.h"
+#include "base/line.h"
 #include "base/text.h"
 #include "base/validate.h"
 #include "iface/address.h"
@@ -10,28 +10,19 @@
 #include "iface/link.h"
 
 #include <algorithm>
-#include <array>
 
 static constexpr const char *kUsbpt = "usbpt";
 static constexpr const char *kUdc = "/sys/kernel/config/usb_gadget/usbpt/UDC";
 static constexpr const char *kController = "f0835000.udc";
-static constexpr std::array<const char *, 2> kFunctionNames = {
-    "/sys/kernel/config/usb_gadget/usbpt/functions/ecm.0/ifname",
-    "/sys/kernel/config/usb_gadget/usbpt/functions/rndis.0/ifname"};
+static constexpr const char *kFunctionNames[] = {"/sys/kernel/config/usb_gadget/usbpt/functions/ecm.0/ifname",
+                                                 "/sys/kernel/config/usb_gadget/usbpt/functions/rndis.0/ifname"};
 static constexpr const char *kUdhcpdPidFile = "/run/udhcpd_usbpt.pid";
 static constexpr int kDriverTries = 4;
 static constexpr int kIpv6PrefixLength = 64;
 
-static constexpr std::array<const char *, 8> kFlushGlobal = {"/sbin/ip", "addr",  "flush", "dev",
-                                                             "usbpt",    "scope", "global"};
-static constexpr std::array<const char *, 9> kFlushGlobalIpv6 = {"/sbin/ip", "-6",    "addr",  "flush",
-                                                                 "dev",      "usbpt", "scope", "global"};
-static constexpr std::array<const char *, 4> kStartUdhcpd = {"/usr/sbin/udhcpd", "-S",
-                                                             "/etc/systemd/network/usbpt.conf"};
-static constexpr std::array<const char *, 4> kStopUdhcpd = {"/bin/kill", "-HUP"};
-static constexpr std::array<const char *, 5> kCreateGadget = {"/bin/configfs_gadget_usbpt.sh"};
-
-int rd_set_usbnic_driver_state(uint32_t enable)
+// Binds the gadget to the USB device controller (non-zero) or unbinds it (0), and reads back what became of it.
+// Returns 0 when the kernel shows what was asked for, else RD_RC_FAILED.
+static int rd_set_usbnic_driver_state(uint32_t enable)
 {
     RD_INFO("%s driver\n", enable != 0 ? "enabling" : "disabling");
     const char *const value = enable != 0 ? kController : "";
@@ -83,68 +74,81 @@ static int switch_driver(uint32_t enable)
 static int rd_init_usbnic(const UsbnicRequest &request)
 {
     if (request.host_mac[0] == '\0' || request.device_mac[0] == '\0') {
-        RD_ERROR("missing usbnic mac addresses\n");
-        return RD_RC_ABSENT;
+        return rd_refuse(RD_RC_ABSENT, "missing usbnic mac addresses");
     }
-    int refused = rd_validate_field(rd_validate_mac, request.host_mac);
-    if (refused != 0) {
-        RD_ERROR("Invalid host mac address\n");
+    if (const int refused = rd_check(rd_validate_mac, request.host_mac, "Invalid host mac address")) {
         return refused;
     }
-    refused = rd_validate_field(rd_validate_mac, request.device_mac);
-    if (refused != 0) {
-        RD_ERROR("Invalid device mac address\n");
+    if (const int refused = rd_check(rd_validate_mac, request.device_mac, "Invalid device mac address")) {
         return refused;
     }
     RD_INFO("\n");
-    auto argv = kCreateGadget;
-    argv[1] = request.host_mac;
-    argv[2] = request.device_mac;
-    argv[3] = request.gadget_flag != 0 ? "1" : "0";
-    return rd_exec_cmd(argv.data(), 1, 1);
+    return rd_run<"/bin/configfs_gadget_usbpt.sh <host-mac> <device-mac> <flag>">(request.host_mac, request.device_mac,
+                                                                                  request.gadget_flag != 0 ? "1" : "0");
 }
 
 // Bonds the interfaces of both functions and sets all three up. Returns the result of setting the bond up.
 static int rd_usbnic_do_enjoinment(const char *bond_mac)
 {
-    char names[kFunctionNames.size()][RD_IFNAME_SIZE] = {};
-    for (size_t i = 0; i < kFunctionNames.size(); i++) {
+    char names[std::size(kFunctionNames)][RD_IFNAME_SIZE] = {};
+    for (size_t i = 0; i < std::size(kFunctionNames); i++) {
         const int error = rd_read_line(kFunctionNames[i], names[i]);
         if (error != 0) {
             RD_WARN("Unable to open %s %s\n", kFunctionNames[i], ErrorText(error).c_str());
         }
         names[i][strcspn(names[i], "\n")] = '\0';
     }
-    rd_add_bond(kUsbpt, names, static_cast<int>(kFunctionNames.size()), bond_mac, 0, 1, 0, -1);
+    rd_add_bond(kUsbpt, names,
+                {.mac = bond_mac,
+                 .active_backup = false,
+                 .ipv6 = {.enable = 1, .autoconfig = 0, .mode = RD_ADDRESS_GENERATION_LEAVE}});
     for (const auto &name : names) {
         if (name[0] != '\0') {
-            rd_set_link_state(name, 1);
+            rd_set_link_state(name, RD_LINK_UP);
         }
     }
-    return rd_set_link_state(kUsbpt, 1);
+    return rd_set_link_state(kUsbpt, RD_LINK_UP);
+}
+
+// Starts the DHCP server for the host, or stops it. Returns the wait status of the tool, or RD_RC_FAILED when there was no
+// server to stop.
+static int control_dhcp_server(bool start, const char *function = __builtin_FUNCTION())
+{
+    if (start) {
+        RD_INFO_OF(function, "starting udhcpd\n");
+        return rd_run<"/usr/sbin/udhcpd -S /etc/systemd/network/usbpt.conf">();
+    }
+    uint32_t pid = 0;
+    if (rd_get_pid_from_file(kUdhcpdPidFile, &pid) != 0) {
+        RD_INFO_OF(function, "unable to get udhcpd pid from file\n");
+        return RD_RC_FAILED;
+    }
+    char pid_text[12];
+    rd_format(pid_text, "%u", pid);
+    RD_INFO_OF(function, "killing udhcpd pid %s\n", pid_text);
+    return rd_run<"/bin/kill -HUP <pid>">(pid_text);
 }
 
 int rd_usbnic_action(UsbnicRequest *request)
 {
-    enum { kDown, kUp, kRenew, kCreate };
-    if (request->action == kCreate) {
+    if (request->action == RD_USBNIC_CREATE) {
         RD_INFO("initializing usbpt\n");
         return rd_init_usbnic(*request);
     }
 
     rd_cut(request->device_mac, request->address[0], request->address[1], request->address[2]);
     int rc = 0;
-    if (request->action == kRenew) {
+    if (request->action == RD_USBNIC_RENEW) {
         RD_INFO("update ULA: flushing global IPv6 addrs\n");
-        rc = rd_exec_cmd(kFlushGlobalIpv6.data(), 1, 1);
+        rc = rd_run<"/sbin/ip -6 addr flush dev usbpt scope global">();
     } else {
         RD_INFO("flushing all global addrs\n");
-        rc = rd_exec_cmd(kFlushGlobal.data(), 1, 1);
+        rc = rd_flush_global(kUsbpt);
         if (rc != 0) {
             RD_WARN("failed to flush global addrs rc=%d\n", rc);
         }
         rc = switch_driver(0);
-        if (request->action == kUp) {
+        if (request->action == RD_USBNIC_UP) {
             switch_driver(1);
             RD_INFO("setting %s link state up\n", kUsbpt);
             rc = rd_usbnic_do_enjoinment(request->device_mac);
@@ -159,25 +163,12 @@ int rd_usbnic_action(UsbnicRequest *request)
         }
     }
 
-    if (request->action == kUp || request->action == kDown) {
-        uint32_t pid = 0;
-        if (request->dhcp_server != 0) {
-            RD_INFO("starting udhcpd\n");
-            rc = rd_exec_cmd(kStartUdhcpd.data(), 1, 1);
-        } else if ((rc = rd_get_pid_from_file(kUdhcpdPidFile, &pid)) != 0) {
-            RD_INFO("unable to get udhcpd pid from file\n");
-        } else {
-            char pid_text[12];
-            rd_format(pid_text, "%u", pid);
-            RD_INFO("killing udhcpd pid %s\n", pid_text);
-            auto argv = kStopUdhcpd;
-            argv[2] = pid_text;
-            rc = rd_exec_cmd(argv.data(), 1, 1);
-        }
+    if (request->action == RD_USBNIC_UP || request->action == RD_USBNIC_DOWN) {
+        rc = control_dhcp_server(request->dhcp_server != 0);
     }
-    if (request->action == kDown) {
+    if (request->action == RD_USBNIC_DOWN) {
         RD_INFO("setting %s link state down\n", kUsbpt);
-        rc = rd_set_link_state(kUsbpt, 0);
+        rc = rd_set_link_state(kUsbpt, RD_LINK_DOWN);
     }
     return rc;
 }

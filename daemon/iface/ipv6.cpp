@@ -19,32 +19,37 @@ void rd_ipv6_setting(const char *ifname, const char *setting, const char *value)
     }
 }
 
-void rd_configure_ipv6(const char *ifname, int enable, int autoconfig, int mode)
+// The first character of a setting, NUL when it cannot be read.
+static char first_character(const char *ifname, const char *setting, const char *function = __builtin_FUNCTION())
 {
+    // Of names above 15, 12 and 11 characters these paths are cut and read as missing: not 1, IPv6 off, mode 0.
+    char path[50];
+    char text[2] = "";
+    rd_format(path, "/proc/sys/net/ipv6/conf/%s/%s", rd_path_name(ifname), setting);
+    const int error = rd_read_line(path, text);
+    if (error != 0) {
+        RD_ERROR_OF(function, "Unable to open file: %s %s\n", path, ErrorText(error).c_str());
+    }
+    return text[0];
+}
+
+void rd_configure_ipv6(const char *ifname, const Ipv6Settings &settings)
+{
+    const auto &[enable, autoconfig, mode] = settings;
     RD_INFO("%s enable:%d autoconfig:%d\n", ifname, enable, autoconfig);
     if (enable == 0) {
         rd_ipv6_setting(ifname, "disable_ipv6", "1");
         return;
     }
 
-    enum { kAcceptRa, kDisableIpv6, kAddrGenMode, kSettings };
-    static constexpr const char *kNames[kSettings] = {"accept_ra", "disable_ipv6", "addr_gen_mode"};
-    char now[kSettings] = {}; // first character of each, NUL when it cannot be read
-    for (int i = 0; i < (mode == -1 ? kAddrGenMode : kSettings); i++) {
-        // Of names above 15, 12 and 11 characters these paths are cut and read as missing: not 1, IPv6 off, mode 0.
-        char path[50];
-        char text[2] = "";
-        rd_format(path, "/proc/sys/net/ipv6/conf/%s/%s", rd_path_name(ifname), kNames[i]);
-        const int error = rd_read_line(path, text);
-        if (error != 0) {
-            RD_ERROR("Unable to open file: %s %s\n", path, ErrorText(error).c_str());
-        }
-        now[i] = text[0];
-    }
-    const int autoconfig_now = now[kAcceptRa] == '1' ? 1 : 0;
-    const bool enabled_now = now[kDisableIpv6] != '\0' && now[kDisableIpv6] != '1';
-    const int mode_now = now[kAddrGenMode] == '\0' || now[kAddrGenMode] == '0' ? 0 : 2;
-    if (enabled_now && ((mode != -1 && mode_now != mode) || autoconfig_now != autoconfig)) {
+    const bool sets_mode = mode != RD_ADDRESS_GENERATION_LEAVE;
+    const char accept_ra = first_character(ifname, "accept_ra");
+    const char disabled = first_character(ifname, "disable_ipv6");
+    const char generation = sets_mode ? first_character(ifname, "addr_gen_mode") : '\0';
+    const int autoconfig_now = accept_ra == '1' ? 1 : 0;
+    const bool enabled_now = disabled != '\0' && disabled != '1';
+    const int mode_now = generation == '\0' || generation == '0' ? 0 : 2;
+    if (enabled_now && ((sets_mode && mode_now != mode) || autoconfig_now != autoconfig)) {
         RD_INFO("IPv6 autoconfig transition on %s\n", ifname);
         rd_ipv6_setting(ifname, "disable_ipv6", "1");
     }
@@ -52,7 +57,7 @@ void rd_configure_ipv6(const char *ifname, int enable, int autoconfig, int mode)
     rd_ipv6_setting(ifname, "accept_ra", autoconfig != 0 ? "1" : "0");
     rd_ipv6_setting(ifname, "accept_dad", "2");
     rd_ipv6_setting(ifname, "accept_ra_rt_info_max_plen", "128");
-    if (mode != -1) {
+    if (sets_mode) {
         rd_ipv6_setting(ifname, "addr_gen_mode", mode == 0 ? "0" : "2");
     }
     rd_ipv6_setting(ifname, "disable_ipv6", "0"); // last, when all else is in place

@@ -1,8 +1,8 @@
 // Operations on one network interface, run by ip(8), from which the larger commands are composed. Names are
-// NUL-terminated; none is checked except by rd_link_control. A tool that fails is logged and never retried.
+// NUL-terminated; none is checked but by rd_set_link_state. A tool that fails is logged and never retried.
 #pragma once
 
-#include <q7net/protocol.h>
+#include "iface/ipv6.h"
 
 // Creates a macvlan on lower: with a MAC address in mode private, without one (null or empty) in mode
 // passthru and not promiscuous.
@@ -14,14 +14,10 @@ int rd_del_sl_macvlan(const char *name);
 // The bare call of ip behind that, without a message; word is "del" or "delete", which mean the same to ip.
 int rd_ip_link_delete(const char *word, const char *name);
 
-// RD_CMD_LINK: sets a link up or down. Returns the code of rd_validate_ifname for a refused name, else the
-// wait status of ip. A name that fills its field without a NUL is refused: the first 15 characters of a
-// longer name could be another interface.
-int rd_link_control(const LinkRequest *request);
-
-// The same for a caller within the daemon.
+// Sets a link up or down, as RD_CMD_LINK does.
 //   name   acts on its first 15 characters
 //   state  0 down, else up
+// Returns what rd_link_control does.
 int rd_set_link_state(const char *name, uint32_t state);
 
 // Changes the MAC address, taking the link down around the change. Returns the result of setting it up again,
@@ -39,7 +35,6 @@ int rd_ip_link_set_mac(const char *name, const char *mac);
 int rd_wait_for_iface_ready(const char *name, int seconds, const char *wanted);
 
 // Creates the VLAN interface "lower.id" (802.1Q), gives it its IPv6 settings and sets it up.
-//   id           cut to four digits
-//   enable, autoconfig, mode  as rd_configure_ipv6 takes them
+//   id  cut to four digits
 // Returns the wait status of ip when the VLAN could not be created, else the result of setting it up.
-int rd_add_vlan(const char *lower, int id, int enable, int autoconfig, int mode);
+int rd_add_vlan(const char *lower, int id, const Ipv6Settings &settings);

@@ -1,37 +1,25 @@
-#include "iface/static_addrs.h"
+#include "iface/commands.h"
 
-#include "base/child.h"
+#include "base/line.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "iface/address.h"
 #include "iface/ipv6.h"
 
-#include <array>
 #include <cstring>
 
 #include <arpa/inet.h>
 
-static constexpr std::array<const char *, 12> kRoute = {"/sbin/ip", "route", nullptr, nullptr,  "via",   nullptr,
-                                                        "dev",      nullptr, "proto", "static", "onlink"};
-static constexpr std::array<const char *, 7> kFlushIpv6Routes = {"/sbin/ip", "-6", "route", "flush", "proto", "static"};
-static constexpr std::array<const char *, 6> kFlushNeighbours = {"/sbin/ip", "neigh", "flush", "nud", "perm"};
-static constexpr std::array<const char *, 11> kNeighbour = {"/sbin/ip", "neigh", "replace", nullptr, "lladdr",
-                                                            nullptr,    "nud",   "perm",    "dev"};
-
 static int run_route(const char *action, const char *destination, const char *via, const char *ifname)
 {
-    auto argv = kRoute;
-    argv[2] = action;
-    argv[3] = destination;
-    argv[5] = via;
-    argv[7] = ifname;
-    return rd_exec_cmd(argv.data(), 1, 1);
+    return rd_run<"/sbin/ip route <action> <destination> via <router> dev <ifname> proto static onlink">(
+        action, destination, via, ifname);
 }
 
 static void rd_chg_static_gw(const StaticAddrsRequest &request)
 {
     if (request.ipv6 != 0) {
-        const int rc = rd_exec_cmd(kFlushIpv6Routes.data(), 1, 1);
+        const int rc = rd_run<"/sbin/ip -6 route flush proto static">();
         RD_INFO("ipv6 route flush proto static rc=%d\n", rc);
     }
     const char *action = request.ipv6 != 0 ? "append" : "replace";
@@ -56,16 +44,13 @@ static void rd_ip6_static_route(const StaticAddrsRequest &request)
 
 static void rd_update_neighbor_cache(const StaticAddrsRequest &request)
 {
-    int rc = rd_exec_cmd(kFlushNeighbours.data(), 1, 0);
+    int rc = rd_run_loud<"/sbin/ip neigh flush nud perm">();
     RD_INFO("neighbor cache flush rc=%d\n", rc);
     for (const StaticRouteEntry &entry : request.route) {
         in6_addr binary;
         if (inet_pton(AF_INET6, entry.router, &binary) == 1) {
-            auto argv = kNeighbour;
-            argv[3] = entry.router;
-            argv[5] = entry.lladdr;
-            argv[9] = request.ifname;
-            rc = rd_exec_cmd(argv.data(), 1, 0);
+            rc = rd_run_loud<"/sbin/ip neigh replace <router> lladdr <mac> nud perm dev <ifname>">(
+                entry.router, entry.lladdr, request.ifname);
             RD_INFO("update %s %s rc=%d\n", entry.router, request.ifname, rc);
         }
     }
@@ -90,7 +75,9 @@ int rd_apply_static_addrs(StaticAddrsRequest *request)
 
     RD_INFO("\n");
     if (request->autoconfig_only != 0) {
-        rd_configure_ipv6(request->ifname, 1, static_cast<int>(request->autoconfig), -1);
+        rd_configure_ipv6(
+            request->ifname,
+            {.enable = 1, .autoconfig = static_cast<int>(request->autoconfig), .mode = RD_ADDRESS_GENERATION_LEAVE});
         return RD_RC_OK;
     }
 

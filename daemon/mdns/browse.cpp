@@ -265,6 +265,11 @@ static int create_browse_thread(Browse *request)
     return rc;
 }
 
+bool av_arguments_are_good(int32_t interface_index, const char *service_type)
+{
+    return interface_index != 0 && service_type != nullptr && service_type[0] != '\0';
+}
+
 int av_start_mdns_console_browse(int32_t interface_index, const char *service_type)
 {
     {

@@ -3,6 +3,9 @@
 
 #include <cstdint>
 
+// Whether there is something to browse for: an interface index that is not 0, and a service type.
+bool av_arguments_are_good(int32_t interface_index, const char *service_type);
+
 // Starts a browse that runs until it is stopped, another is started, or Avahi fails.
 //   interface_index  to browse on; -1 for all
 //   service_type     for instance "_Redfish._tcp", of which 31 characters count

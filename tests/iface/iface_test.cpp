@@ -1,6 +1,7 @@
 // What takes its time, or has more cases than a transcript would bear.
 
 #include "iface/address.h"
+#include "iface/commands.h"
 #include "iface/ipv6.h"
 #include "iface/link.h"
 #include "rig/rig.h"
@@ -116,7 +117,7 @@ TEST_F(Iface, Ipv6TransitionDependsOnWhatRuns)
                         rig::write_file(conf + names[i], values.substr(i, 1) + "\n");
                     }
                 }
-                rd_configure_ipv6("eth0", 1, autoconfig, mode);
+                rd_configure_ipv6("eth0", {1, autoconfig, mode});
                 const std::string messages = platform_log.all();
                 platform_log.take();
                 transitions += messages.find("transition on eth0\n5 rd_ipv6_setting eth0 disable_ipv6 val:1 OK") !=

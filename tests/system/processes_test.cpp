@@ -1,9 +1,9 @@
 // Processes that are ended by their PID files, what a child inherits, and the clock.
 
+#include "firewall/commands.h"
 #include "firewall/firewall.h"
-#include "firewall/slbc.h"
 #include "rig/rig.h"
-#include "system/probes.h"
+#include "system/commands.h"
 #include "system/service.h"
 
 #include <sys/wait.h>

@@ -1,8 +1,6 @@
-#include "system/probes.h"
+#include "system/commands.h"
 
-#include "base/child.h"
 #include "base/file.h"
-#include "base/log.h"
 #include "base/text.h"
 #include "base/validate.h"
 
@@ -13,59 +11,18 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-static constexpr std::array<const char *, 10> kArping = {"/bin/arping", "-bUf", "-c", "3", "-s", nullptr, "-I"};
 static constexpr size_t kShortestFrame = 64;
 static constexpr size_t kLongestFrame = 1522; // with a VLAN tag and the checksum
 static constexpr int kPacketProtocol = 255;   // no EtherType in use: the socket sends and does not receive
 static constexpr unsigned char kMacLength = 6;
 
-int rd_send_arping(const ArpingRequest *request)
-{
-    int refused = rd_validate_field(rd_validate_ifname, request->ifname);
-    if (refused != 0) {
-        RD_ERROR("Invalid mgmt interface name\n");
-        return refused;
-    }
-    refused = rd_validate_field(rd_validate_ipv4, request->address);
-    if (refused != 0) {
-        RD_ERROR("Invalid IP address\n");
-        return refused;
-    }
-    refused = rd_validate_field(rd_validate_ipv4, request->gateway);
-    if (refused != 0) {
-        RD_ERROR("Invalid gateway IP address\n");
-        return refused;
-    }
-    RD_INFO("sending arping for %s (gw:%s) on %s\n", request->address, request->gateway, request->ifname);
-    auto argv = kArping;
-    argv[5] = request->address;
-    argv[7] = request->ifname;
-    argv[8] = request->gateway;
-    const pid_t child = rd_fork();
-    if (child == 0) {
-        rd_clean_child();
-        rd_stdio_to_devnull();
-        const int rc = tattletale_standin1_execv(argv[0], const_cast<char *const *>(argv.data()));
-        RD_ERROR("failed to execv rc=%d\n", rc);
-        _exit(rc);
-    }
-    if (child < 0) {
-        RD_ERROR("failed to fork\n");
-        return child;
-    }
-    return RD_RC_OK; // the server loop reaps it
-}
-
 int rd_send_network_packet(const SendPacketRequest *request)
 {
     const char *const ifname = request->ifname;
     if (ifname[0] == '\0') {
-        RD_ERROR("missing interface name\n");
-        return RD_RC_NO_NAME;
+        return rd_refuse(RD_RC_NO_NAME, "missing interface name");
     }
-    const int refused = rd_validate_field(rd_validate_ifname, request->ifname);
-    if (refused != 0) {
-        RD_ERROR("Invalid interface name. rc=%d\n", refused);
+    if (const int refused = rd_check(rd_validate_ifname, request->ifname, "Invalid interface name. rc=")) {
         return refused;
     }
 

@@ -1,33 +1,10 @@
-#include "system/names.h"
+#include "system/commands.h"
 
 #include "base/file.h"
-#include "base/log.h"
 #include "base/text.h"
 #include "base/validate.h"
 
-#include <unistd.h>
-
 static constexpr const char *kHostsFile = "/etc/hosts";
-
-int rd_set_netname(Netname which, const NameRequest *request)
-{
-    const int refused = rd_validate_field(rd_validate_shell_arg, request->name);
-    if (refused != 0) {
-        RD_ERROR("Invalid name\n");
-        return refused;
-    }
-    const char *const name = request->name;
-    const size_t length = strlen(name);
-    int rc = 0;
-    if (which == Netname::kHost) {
-        rc = sethostname(name, length);
-        RD_INFO("setting hostname:%s rc=%d\n", name, rc);
-    } else {
-        rc = setdomainname(name, length);
-        RD_INFO("setting domainname:%s rc=%d\n", name, rc);
-    }
-    return rc;
-}
 
 int rd_update_hosts_file(const NameRequest *request)
 {
@@ -35,9 +12,7 @@ int rd_update_hosts_file(const NameRequest *request)
         RD_INFO("No hostname. nothing to do\n");
         return RD_RC_ABSENT;
     }
-    const int refused = rd_validate_field(rd_validate_shell_arg, request->name);
-    if (refused != 0) {
-        RD_ERROR("Invalid host name\n");
+    if (const int refused = rd_check(rd_validate_shell_arg, request->name, "Invalid host name")) {
         return refused;
     }
     char text[512]; // the lines with a name of 257 characters need 401
