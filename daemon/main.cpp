@@ -8,6 +8,7 @@
 #include "base/log.h"
 #include "base/validate.h"
 #include "mdns/publish.h"
+#include "notify.h"
 #include "server.h"
 #include "signals.h"
 
@@ -37,6 +38,7 @@ int main(int argc, char *argv[])
         return kNoCommandStatus;
     }
     rd_install_signal_handlers();
+    rd_take_notify_socket();
     if (strcmp(argv[1], "zmqs") == 0) {
         rd_server();
     } else if (strncmp(argv[1], "mdnspub", strlen("mdnspub")) == 0 && argc == 3) {

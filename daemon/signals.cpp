@@ -33,4 +33,8 @@ void rd_install_signal_handlers()
 {
     install(SIGABRT, "sigaction sigabrt");
     install(SIGCHLD, "sigaction sigchld");
+    signal(SIGXFSZ, SIG_IGN);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
 }

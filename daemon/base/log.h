@@ -13,7 +13,8 @@
 // Appends one record, "[%d-%b %T] " in local time and the message, to /run/q7net/q7neterrs.
 //   format, ...  as for printf(3)
 // The file is opened for this record alone, so it can be rotated or removed at any time and no child
-// inherits it. A file that cannot be opened or is on a full file system loses the record silently.
+// inherits it. A file that cannot be opened, is on a full file system or has reached the limit of its size (RLIMIT_FSIZE)
+// loses the record silently. Control bytes within the message become '?'; of more than 4000 characters the rest is cut.
 [[gnu::format(printf, 1, 2)]] void de_errlog_write(const char *format, ...);
 
 // While one lives, no other thread is inside the loggers. A message holds one so that its two records stand

@@ -71,7 +71,7 @@ static void set_dedicated_links(const MgmtReconfigRequest &request, const char *
     }
 }
 
-// With the link up only static IPv6 addresses go: the kernel takes back those that it made itself when their router says so.
+// All addresses go; with the link up only the static ones of IPv6, and the interface keeps those from routers.
 static void flush_static_addresses(const char *ifname, bool link_up, const char *function = __builtin_FUNCTION())
 {
     int rc = rd_run<"/sbin/ip -4 addr flush dev <ifname>">(ifname);

@@ -40,25 +40,6 @@ static const char *client_error(AvahiClient *client)
     return avahi_strerror(avahi_client_errno(client));
 }
 
-// A copy of a text from the network, for the length of one message. Control characters, with which it could write lines
-// of its own into the logs, become '?'.
-class Printable
-{
-  public:
-    explicit Printable(const char *text)
-    {
-        rd_format(text_, "%s", text != nullptr ? text : "(null)");
-        for (char *c = text_; *c != '\0'; c++) {
-            const auto byte = static_cast<unsigned char>(*c);
-            *c = byte < ' ' || byte == 0x7f ? '?' : *c;
-        }
-    }
-    const char *c_str() const { return text_; }
-
-  private:
-    char text_[1024]; // domain names as text are shorter
-};
-
 static void av_mdns_browse_client_cb(AvahiClient *client, AvahiClientState state, void * /*userdata*/)
 {
     if (client == nullptr) {
@@ -94,7 +75,7 @@ static void av_get_mdns_txt_data(AvahiStringList *txt, const char *type, char (&
             key = nullptr;
             value = nullptr;
         }
-        RD_INFO("keypair: %s = %s\n", Printable(key).c_str(), Printable(value).c_str());
+        RD_INFO("keypair: %s = %s\n", key != nullptr ? key : "(null)", value != nullptr ? value : "(null)");
         if (key != nullptr && value != nullptr) { // an item without a value announces nothing
             if (is_provisioning(type)) {
                 if (strcasecmp(key, "args") == 0) {
@@ -113,9 +94,9 @@ static void av_get_mdns_txt_data(AvahiStringList *txt, const char *type, char (&
                     }
                 }
             } else if (strcasecmp(key, "DEF_DEVICETYPE") == 0) {
-                rd_format(device_type, "%s", Printable(value).c_str());
+                rd_format(device_type, "%s", value);
             } else if (strcasecmp(key, "DEF_SLOTINFO") == 0) {
-                rd_format(slot, "%s", Printable(value).c_str());
+                rd_format(slot, "%s", value);
             }
         }
         avahi_free(key);
@@ -133,8 +114,8 @@ static void av_resolve_cb(AvahiServiceResolver *resolver, AvahiIfIndex /*interfa
         return;
     }
     if (event == AVAHI_RESOLVER_FAILURE) {
-        RD_ERROR("unable to resolve service '%s' in domain '%s': %s\n", Printable(name).c_str(),
-                 Printable(domain).c_str(), client_error(avahi_service_resolver_get_client(resolver)));
+        RD_ERROR("unable to resolve service '%s' in domain '%s': %s\n", name, domain,
+                 client_error(avahi_service_resolver_get_client(resolver)));
     } else if (event == AVAHI_RESOLVER_FOUND) {
         char address_text[AVAHI_ADDRESS_STR_MAX] = "";
         char device_type[10] = "";
@@ -143,7 +124,7 @@ static void av_resolve_cb(AvahiServiceResolver *resolver, AvahiIfIndex /*interfa
             avahi_address_snprint(address_text, sizeof address_text, address);
         }
         av_get_mdns_txt_data(txt, type, device_type, slot);
-        RD_INFO("found srvc: %s %s-%s %s\n", Printable(host_name).c_str(), device_type, slot, address_text);
+        RD_INFO("found srvc: %s %s-%s %s\n", host_name, device_type, slot, address_text);
     }
     avahi_service_resolver_free(resolver);
 }
@@ -159,14 +140,14 @@ static void av_browse_cb(AvahiServiceBrowser *browser, AvahiIfIndex interface, A
     auto *const client = static_cast<AvahiClient *>(userdata);
     switch (event) {
     case AVAHI_BROWSER_NEW:
-        RD_DEBUG("got new srvc '%s'\n", Printable(name).c_str());
+        RD_DEBUG("got new srvc '%s'\n", name);
         // Kept nowhere: its callback frees it, or the client with all that belongs to it.
         if (avahi_service_resolver_new(client, interface, protocol, name, type, domain, AVAHI_PROTO_UNSPEC,
                                        AvahiLookupFlags(0), av_resolve_cb, client) == nullptr) {
-            RD_ERROR("unable to resolve service '%s': %s\n", Printable(name).c_str(), client_error(client));
+            RD_ERROR("unable to resolve service '%s': %s\n", name, client_error(client));
         }
         break;
-    case AVAHI_BROWSER_REMOVE: RD_DEBUG("got REMOVE: srvc '%s'\n", Printable(name).c_str()); break;
+    case AVAHI_BROWSER_REMOVE: RD_DEBUG("got REMOVE: srvc '%s'\n", name); break;
     case AVAHI_BROWSER_CACHE_EXHAUSTED: RD_DEBUG("%s\n", "CACHE_EXHAUSTED"); break;
     case AVAHI_BROWSER_ALL_FOR_NOW: RD_DEBUG("%s\n", "ALL_FOR_NOW"); break;
     case AVAHI_BROWSER_FAILURE:

@@ -1,6 +1,7 @@
 #include <vaskdlog.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -64,6 +65,11 @@ void vaskprintf(int level, int /*area*/, const char *format, ...)
     if (length < 0) {
         return;
     }
+    const size_t text_size = std::min(static_cast<size_t>(length), sizeof text - 1);
+    for (size_t i = 0; i < text_size; i++) { // or a text from outside could make a record of its own
+        const bool ends_record = text[i] == '\n' && i + 1 == text_size;
+        text[i] = iscntrl(static_cast<unsigned char>(text[i])) != 0 && !ends_record ? '?' : text[i];
+    }
     char header[64]; // RFC 3164; without a clock the listener puts its own time
     size_t size =
         static_cast<size_t>(snprintf(header, sizeof header, "<%d>", LOG_DAEMON | std::clamp(level + 1, 0, LOG_DEBUG)));
@@ -72,10 +78,8 @@ void vaskprintf(int level, int /*area*/, const char *format, ...)
     if (now != -1 && localtime_r(&now, &local) != nullptr) {
         size += strftime(header + size, sizeof header - size, "%b %e %T ", &local);
     }
-    iovec parts[] = {{header, size},
-                     {const_cast<char *>(kIdent), strlen(kIdent)},
-                     {text, std::min(static_cast<size_t>(length), sizeof text - 1)},
-                     {const_cast<char *>("\n"), 1}};
+    iovec parts[] = {
+        {header, size}, {const_cast<char *>(kIdent), strlen(kIdent)}, {text, text_size}, {const_cast<char *>("\n"), 1}};
     if (on_terminal) {
         const bool ends = parts[2].iov_len > 0 && text[parts[2].iov_len - 1] == '\n';
         [[maybe_unused]] const ssize_t shown = writev(STDERR_FILENO, parts + 1, ends ? 2 : 3);

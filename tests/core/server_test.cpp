@@ -1,7 +1,8 @@
 #include "rig/rig.h"
 
-#include <numeric>
+#include <algorithm>
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -203,6 +204,87 @@ TEST_F(Server, EndsWhenTheSocketCannotBeBound)
     Daemon homeless;
     EXPECT_EQ(homeless.wait(), 0);
     EXPECT_EQ(platform_log.take(), expected);
+}
+
+// Binding would take the socket away from the first, which would be deaf from then on.
+TEST_F(Server, LeavesTheSocketToAServerThatLives)
+{
+    Daemon first;
+    expect_serving();
+    log();
+    Daemon second;
+    EXPECT_EQ(second.wait(), 0);
+    expect_serving();
+    const Lines messages = log();
+    const Lines expected = {"2 rd_open_endpoint ERROR - another server listens on /run/q7net/q7rd.socket",
+                            "4 rd_server error on zsock_new_rep"};
+    EXPECT_FALSE(std::ranges::search(messages, expected).empty()) << testing::PrintToString(messages);
+}
+
+TEST_F(Server, TellsTheServiceManagerWhenItIsReadyAndWhenItStops)
+{
+    const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "/run/notify"};
+    ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    const timeval patience{10, 0};
+    setsockopt(manager, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    const auto told = [manager] {
+        char state[64] = "";
+        return std::string(state, static_cast<size_t>(std::max(recv(manager, state, sizeof state, 0), ssize_t{0})));
+    };
+    answer("/sbin/ip", 0, 300);
+    Daemon daemon({"zmqs"}, [] { setenv("NOTIFY_SOCKET", "/run/notify", 1); });
+    EXPECT_EQ(told(), "READY=1");
+    struct stat socket {
+    };
+    ASSERT_EQ(stat(RD_SOCKET_PATH, &socket), 0);
+    EXPECT_EQ(socket.st_mode & 07777, 0770U);
+    {
+        const std::jthread looker([&] {
+            const std::string pid = std::to_string(daemon.pid());
+            const std::string children = "/proc/" + pid + "/task/" + pid + "/children";
+            EXPECT_TRUE(rig::wait_until([] { return fs::exists("/rig/calls"); }));
+            const std::string tool = rig::read_file(children);
+            EXPECT_EQ(rig::read_file("/proc/" + tool.substr(0, tool.find(' ')) + "/environ").find("NOTIFY"),
+                      std::string::npos);
+        });
+        expect_serving();
+    }
+    EXPECT_EQ(Client().request("TERMINATE"), 0);
+    EXPECT_EQ(told(), "STOPPING=1");
+    close(manager);
+}
+
+// Whoever starts us may have blocked them, which outlives exec.
+TEST_F(Server, BlocksNoSignal)
+{
+    Daemon daemon({"zmqs"}, [] {
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_SETMASK, &all, nullptr);
+    });
+    ASSERT_TRUE(wait_for_message("waiting for msg"));
+    kill(daemon.pid(), SIGTERM);
+    EXPECT_EQ(daemon.wait(), SIGTERM);
+}
+
+TEST_F(Server, ServesOnWhenTheErrorLogMayGrowNoMore)
+{
+    constexpr rlim_t kMost = 2000;
+    const char *const log_file = "/run/q7net/q7neterrs";
+    Daemon daemon({"zmqs"}, [] {
+        const rlimit small{kMost, kMost};
+        setrlimit(RLIMIT_FSIZE, &small);
+    });
+    Client client;
+    for (int i = 0; i < 60; i++) {
+        EXPECT_EQ(client.request(kEth1Down), 0);
+    }
+    EXPECT_EQ(fs::file_size(log_file), kMost);
+    fs::rename(log_file, "/run/q7net/q7neterrs.1");
+    EXPECT_EQ(client.request(kEth1Down), 0);
+    EXPECT_TRUE(rig::read_file(log_file).ends_with("set eth1 down rc=0\n"));
+    fs::remove("/run/q7net/q7neterrs.1");
 }
 
 TEST_F(Server, EndsWhenItCannotBeRoot)

@@ -1,0 +1,25 @@
+// Linked into the daemon's program, whose accept4 libzmq then uses in place of the C library's. Its ipc listener ends the
+// process when there is no descriptor for a connection (errno_assert in ipc_listener_t::accept: EMFILE), in the middle of
+// whatever is being carried out; a client that leaks connections must not bring that about. A connection that is turned away
+// in time is none that it minds.
+
+#include <cerrno>
+
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+// Descriptors are numbered from the lowest free one on, so that one above this means that as many are open. Far below the
+// usual limit of 1024, for the files, sockets and threads of the commands, and for what a connection may hold of memory.
+static constexpr int kMostDescriptors = 256;
+
+extern "C" int accept4(int listener, sockaddr *address, socklen_t *length, int flags)
+{
+    const auto connection = static_cast<int>(syscall(SYS_accept4, listener, address, length, flags));
+    if (connection < kMostDescriptors) {
+        return connection;
+    }
+    close(connection);
+    errno = ECONNABORTED;
+    return -1;
+}
