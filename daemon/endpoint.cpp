@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include <grp.h>
 #include <sys/socket.h>
@@ -67,84 +68,82 @@ void rd_set_socket_perms()
 }
 
 // The next part of a message that has begun to come in. It is there already, but a signal may come first.
-static Frame next_part(zsock_t *socket)
+static bool receive_next(void *socket, Part *part)
 {
-    zframe_t *part = nullptr;
-    while ((part = zframe_recv(socket)) == nullptr && errno == EINTR) {
+    int size = 0;
+    while ((size = zmq_msg_recv(&part->message, socket, 0)) < 0 && errno == EINTR) {
     }
-    return Frame(part);
+    return size >= 0;
 }
 
-static bool more_follows(const Frame &part)
+static bool more_follows(const Part &part)
 {
-    return part != nullptr && zframe_more(part.get()) != 0;
+    return zmq_msg_more(&part.message) != 0;
 }
 
 // Takes what is left of a message: a part left behind would be taken for the next request.
-static void drop_rest(zsock_t *socket, Frame part)
+static void drop_rest(void *socket, Part *part)
 {
-    while (more_follows(part)) {
-        part = next_part(socket);
+    while (more_follows(*part) && receive_next(socket, part)) {
     }
 }
 
-// Gathers a message's envelope, from its first part on, and drops a message whose empty part does not come in time.
+// Gathers a message's envelope, whose first part is there, and drops a message whose empty part does not come in time.
 // Returns whether a request follows.
-static bool take_envelope(zsock_t *socket, Frame part, Envelope *envelope)
+static bool take_envelope(void *socket, Envelope *envelope)
 {
-    *envelope = {};
-    for (size_t i = 0; i < envelope->size() && more_follows(part); i++) {
-        const bool last = i > 0 && zframe_size(part.get()) == 0;
-        (*envelope)[i] = std::move(part);
-        if (last) {
+    Part *part = &envelope->parts[0];
+    for (envelope->count = 1; envelope->count < std::size(envelope->parts); envelope->count++) {
+        if (!more_follows(*part) || !receive_next(socket, ++part)) {
+            return false;
+        }
+        if (zmq_msg_size(&part->message) == 0 && more_follows(*part)) {
+            envelope->count++;
             return true;
         }
-        part = next_part(socket);
     }
-    drop_rest(socket, std::move(part));
+    drop_rest(socket, part);
     return false;
 }
 
-bool rd_receive(zsock_t *socket, Envelope *envelope, RequestFrame *request, int32_t *refusal)
+bool rd_receive(zsock_t *zsock, Envelope *envelope, RequestFrame *request, int32_t *refusal)
 {
-    Frame part;
+    void *const socket = zsock_resolve(zsock);
     do {
-        part.reset(zframe_recv(socket));
-        if (part == nullptr) {
+        if (zmq_msg_recv(&envelope->parts[0].message, socket, 0) < 0) {
             return false;
         }
-    } while (!take_envelope(socket, std::move(part), envelope));
+    } while (!take_envelope(socket, envelope));
 
-    part = next_part(socket);
-    if (part == nullptr) { // no memory
+    Part body;
+    if (!receive_next(socket, &body)) {
         return false;
     }
-    const size_t size = zframe_size(part.get());
+    const size_t size = zmq_msg_size(&body.message);
     *request = {};
-    memcpy(request, zframe_data(part.get()), std::min(size, sizeof *request - 1));
-    *refusal = more_follows(part) ? RD_RC_INVALID : size < sizeof(RequestHeader) ? RD_RC_ABSENT : RD_RC_OK;
-    drop_rest(socket, std::move(part));
+    memcpy(request, zmq_msg_data(&body.message), std::min(size, sizeof *request - 1));
+    *refusal = RD_RC_OK;
+    if (more_follows(body)) {
+        *refusal = RD_RC_INVALID;
+    } else if (size < sizeof request->header) {
+        *refusal = RD_RC_ABSENT;
+    }
+    drop_rest(socket, &body);
     return true;
 }
 
-// A child that ends at this moment must not cost the client its reply; every other failure does.
-static void send_part(zsock_t *socket, zframe_t *part, int flags)
+void rd_send_reply(zsock_t *zsock, Envelope *envelope, const RequestHeader &request, int32_t rc)
 {
-    while (zframe_send(&part, socket, flags) != 0 && errno == EINTR) {
-    }
-    zframe_destroy(&part); // kept by a failed send
-}
-
-void rd_send_reply(zsock_t *socket, Envelope *envelope, const RequestHeader &request, int32_t rc)
-{
+    void *const socket = zsock_resolve(zsock);
     ReplyFrame reply{};
     reply.cmd = request.cmd;
     reply.tag = request.tag;
     reply.rc = rc;
-    for (Frame &part : *envelope) {
-        if (part != nullptr) {
-            send_part(socket, part.release(), ZFRAME_MORE);
+    // A child that ends at this moment must not cost the client its reply; every other failure does.
+    for (size_t i = 0; i < envelope->count; i++) {
+        while (zmq_msg_send(&envelope->parts[i].message, socket, ZMQ_SNDMORE) < 0 && errno == EINTR) {
         }
     }
-    send_part(socket, zframe_new(&reply, sizeof reply), 0);
+    while (zmq_send(socket, &reply, sizeof reply, 0) < 0 && errno == EINTR) {
+    }
 }

@@ -8,19 +8,26 @@
 
 #include <q7net/protocol.h>
 
-#include <array>
-#include <memory>
+#include <cstddef>
 
 #include <czmq.h>
 
-struct FrameCloser {
-    void operator()(zframe_t *frame) const { zframe_destroy(&frame); }
+// A part of a message.
+struct Part {
+    Part() { zmq_msg_init(&message); }
+    ~Part() { zmq_msg_close(&message); }
+    Part(const Part &) = delete;
+    Part &operator=(const Part &) = delete;
+
+    zmq_msg_t message;
 };
-using Frame = std::unique_ptr<zframe_t, FrameCloser>;
 
 // What stands before a request in its message, and goes before its reply: the peer's name, labels of brokers on the way
 // and of the client itself, and the empty part.
-using Envelope = std::array<Frame, 10>;
+struct Envelope {
+    Part parts[10];
+    size_t count = 0;
+};
 
 // Binds the socket, unless a server is there that answers on it, which is logged. Returns null when it cannot be had.
 zsock_t *rd_open_endpoint();
