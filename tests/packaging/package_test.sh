@@ -72,6 +72,20 @@ inside() {
     done
     check 'q7rdctl slbc down eth0 && ! pgrep dhclient'
 
+    echo "# a stop waits for the command under way, but not for ever"
+    printf '#!/bin/sh\nsleep 3\ntouch /tmp/finished\n' >/etc/sysapps_script/network/fwctrl.sh
+    chmod +x /etc/sysapps_script/network/fwctrl.sh
+    q7rdctl firewall ping apply >/dev/null &
+    sleep 0.5
+    check systemctl restart q7net-shellexec
+    check '[ -e /tmp/finished ] && q7rdctl link lo up'
+    printf '#!/bin/sh\nexec sleep 1000\n' >/etc/sysapps_script/network/fwctrl.sh
+    q7rdctl firewall ping apply >/dev/null 2>&1 &
+    sleep 0.5
+    check timeout 60 systemctl restart q7net-shellexec
+    check 'q7rdctl link lo up'
+    check '[ "$(grep -cE "^Max (data size +100663296|file size +4194304|core file size +0) " /proc/$(pid)/limits)" = 3 ]'
+
     echo "# the publisher"
     ip link add usbpt type veth peer name peerusb
     ip addr add 169.254.77.1/24 dev usbpt
