@@ -57,14 +57,12 @@ static void add_commands(CLI::App &app, Request &request)
             CLI::App *subcommand = app.add_subcommand(command.name, command.summary);
             subcommand->group(title)->fallthrough();
             subcommand->footer("q7rdctl --help tells of the options that every command takes.\n\nExample:\n  q7rdctl " +
-                               std::string(command.example));
+                               std::string(command.name) + " " + command.example);
             // The records share their bytes: defaults are set when it is clear which is meant.
             subcommand->preparse_callback([&request, &command](size_t) {
                 request.command = command;
                 request.frame.header.cmd = command.code;
-                if (command.set_defaults != nullptr) {
-                    command.set_defaults(request.frame);
-                }
+                command.set_defaults(request.frame);
             });
             command.add_options(CommandLine(subcommand), request);
         }

@@ -99,6 +99,14 @@ class CommandLine
             [usage, &field, longest](const std::string &given) { put(usage, field, given, longest); }, check);
     }
 
+    // An interface's name, of as many characters as one has; always wanted.
+    template <size_t N>
+    Option ifname(char (&field)[N], const std::string &description = "interface",
+                  const std::string &usage = "IFNAME") const
+    {
+        return text(usage, field, description, any_text, RD_IFNAME_SIZE - 1).required();
+    }
+
     // A list of texts, each in a field of its own. count, if any, is told of their number.
     template <size_t N, size_t M>
     Option texts(const std::string &usage, char (&fields)[M][N], const std::string &description, Check check = any_text,

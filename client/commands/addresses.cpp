@@ -5,10 +5,44 @@
 namespace
 {
 
-void address(CommandLine command, Request &request)
+// PREFIX/LENGTH ROUTER MAC of each route.
+void take_routes(StaticAddrsRequest &record, const std::vector<std::string> &words)
+{
+    for (size_t i = 0; i < words.size(); i += 3) {
+        StaticRouteEntry &entry = record.route[i / 3];
+        const Prefix prefix = split_prefix("--route", words[i]);
+        put("--route", entry.prefix, prefix.address);
+        entry.prefix_len = prefix.length;
+        put("--route", entry.router, words[i + 1]);
+        put("--route", entry.lladdr, words[i + 2]);
+        for (const std::string &problem :
+             {ipv6_address(prefix.address), ipv6_address(words[i + 1]), mac_address(words[i + 2])}) {
+            if (!problem.empty()) {
+                refuse("--route", problem);
+            }
+        }
+    }
+}
+
+// Sets the family that the addresses are of. Throws when they are of both, or there are none.
+void decide_family(StaticAddrsRequest &record)
+{
+    bool ipv4 = record.dad != 0; // only IPv4 addresses are probed
+    bool ipv6 = record.autoconfig_only != 0 || record.route[0].router[0] != '\0';
+    for (const std::string address : {record.address, record.gateway}) {
+        (ipv4_address(address).empty() ? ipv4 : ipv6) |= !address.empty();
+    }
+    require(ipv4 || ipv6, "--address, --gateway, --route or --autoconfiguration");
+    if (ipv4 && ipv6) {
+        refuse("one request sets addresses of one family, and only IPv4 is probed");
+    }
+    record.ipv6 = ipv6 ? 1 : 0;
+}
+
+void add_static_addrs(const CommandLine &command, Request &request)
 {
     StaticAddrsRequest &record = request.frame.static_addrs;
-    command.text("IFNAME", record.ifname, kIfname).required();
+    command.ifname(record.ifname);
     command.value("--address ADDRESS/LENGTH", "the address", [&record](const std::string &value) {
         const Prefix prefix = split_prefix("--address", value);
         put("--address", record.address, prefix.address);
@@ -16,24 +50,9 @@ void address(CommandLine command, Request &request)
     });
     command.text("--gateway ADDRESS", record.gateway, "the default gateway", ip_address);
     command.flag("--dad", record.dad, "IPv4: probe for another holder of the address first").needs("--address");
-    const auto take_routes = [&record](const std::vector<std::string> &words) {
-        for (size_t i = 0; i < words.size(); i += 3) {
-            StaticRouteEntry &entry = record.route[i / 3];
-            const Prefix prefix = split_prefix("--route", words[i]);
-            put("--route", entry.prefix, prefix.address);
-            entry.prefix_len = prefix.length;
-            put("--route", entry.router, words[i + 1]);
-            put("--route", entry.lladdr, words[i + 2]);
-            for (const std::string &problem :
-                 {ipv6_address(prefix.address), ipv6_address(words[i + 1]), mac_address(words[i + 2])}) {
-                if (!problem.empty()) {
-                    refuse("--route", problem);
-                }
-            }
-        }
-    };
     command.values("--route PREFIX/LENGTH ROUTER MAC",
-                   "IPv6: up to two routes, each with its router's address and MAC address", 3, 2, take_routes);
+                   "IPv6: up to two routes, each with its router's address and MAC address", 3, 2,
+                   [&record](const std::vector<std::string> &words) { take_routes(record, words); });
     command
         .choice("--autoconfiguration", record.autoconfig, kOffOn,
                 "only switch IPv6 on, with router advertisements on or off")
@@ -42,82 +61,76 @@ void address(CommandLine command, Request &request)
         .excludes("--route");
     command.finally([command, &record] {
         record.autoconfig_only = command.has("--autoconfiguration") ? 1 : 0;
-        const bool ipv4 = record.address[0] != '\0' && ipv4_address(record.address).empty();
-        const bool ipv4_gateway = record.gateway[0] != '\0' && ipv4_address(record.gateway).empty();
-        const bool ipv6 = record.address[0] != '\0' && !ipv4;
-        const bool ipv6_gateway = record.gateway[0] != '\0' && !ipv4_gateway;
-        const bool routes = record.route[0].router[0] != '\0';
-        require(ipv4 || ipv6 || ipv4_gateway || ipv6_gateway || routes || record.autoconfig_only != 0,
-                "--address, --gateway, --route or --autoconfiguration");
-        record.ipv6 = ipv6 || ipv6_gateway || routes || record.autoconfig_only != 0 ? 1 : 0;
-        if (record.ipv6 != 0 && (ipv4 || ipv4_gateway || record.dad != 0)) {
-            refuse("one request sets addresses of one family, and only IPv4 is probed");
-        }
-    });
-}
-
-void dad(CommandLine command, Request &request)
-{
-    Ipv4DadRequest &record = request.frame.ipv4_dad;
-    command.text("IFNAME", record.ifname, kIfname).required();
-    command
-        .value("ADDRESS/LENGTH", "the address to probe",
-               [&record](const std::string &value) {
-                   const Prefix prefix = split_prefix("ADDRESS/LENGTH", value);
-                   if (prefix.ipv6) {
-                       refuse("ADDRESS/LENGTH", "only IPv4 addresses are probed");
-                   }
-                   put("ADDRESS/LENGTH", record.ipaddr, prefix.address);
-                   record.prefix_len = static_cast<uint32_t>(prefix.length);
-               })
-        .required();
-}
-
-void arping(CommandLine command, Request &request)
-{
-    ArpingRequest &record = request.frame.arping;
-    command.text("IFNAME", record.ifname, kIfname).required();
-    command.text("ADDRESS", record.address, "the address to announce", ipv4_address).required();
-    command.text("GATEWAY", record.gateway, "the gateway, which the announcement is addressed to", ipv4_address)
-        .required();
-}
-
-void dhcp_release(CommandLine command, Request &request)
-{
-    DhcpReleaseRequest &record = request.frame.dhcp_release;
-    command.flag("--ipv4", record.dhcp4, "the IPv4 lease");
-    command.flag("--ipv6", record.dhcp6, "the IPv6 lease");
-    command.finally([&request, &record] {
-        require(record.dhcp4 + record.dhcp6 != 0, "--ipv4 or --ipv6");
-        if (record.dhcp4 + record.dhcp6 == 2) {
-            request.command.tool = "dhclient, the statuses of its two runs combined,";
-        }
+        decide_family(record);
     });
 }
 
 const Command kCommands[] = {
-    {"address",
-     RD_CMD_STATIC_ADDRS,
-     "set static address, gateway and routes of one family",
-     "address eth0 --address 192.168.1.10/24 --gateway 192.168.1.1 --dad",
-     "ip",
-     {kSeveralSteps},
-     address},
-    {"dad",
-     RD_CMD_IPV4_DAD,
-     "probe for another holder of an IPv4 address, and remove it if there is one",
-     "dad eth0 192.168.1.10/24",
-     "the probe was answered or failed, and ip",
-     {{RD_RC_OK, "a conflict, if there was one, is told by /run/q7net/dhcp/ipv4_dad_conflict"}, kBadIfname},
-     dad},
-    {"arping",
-     RD_CMD_ARPING,
-     "announce an IPv4 address by ARP",
-     "arping eth0 192.168.1.10 192.168.1.1",
-     "arping",
-     {{RD_RC_OK, "it was started; nobody waits for it"}, kBadIfname},
-     arping},
-    {"dhcp-release", RD_CMD_DHCP_RELEASE, "release DHCP leases", "dhcp-release --ipv4", "dhclient", {}, dhcp_release},
+    {
+        COMMAND(STATIC_ADDRS),
+        .summary = "set static address, gateway and routes of one family",
+        .example = "eth0 --address 192.168.1.10/24 --gateway 192.168.1.1 --dad",
+        .tool = "ip",
+        .meanings = {kSeveralSteps},
+        .add_options = add_static_addrs,
+    },
+    {
+        COMMAND(IPV4_DAD),
+        .summary = "probe for another holder of an IPv4 address, and remove it if there is one",
+        .example = "eth0 192.168.1.10/24",
+        .tool = "the probe was answered or failed, and ip",
+        .meanings = {{RD_RC_OK, "a conflict, if there was one, is told by /run/q7net/dhcp/ipv4_dad_conflict"},
+                     kBadIfname},
+        .add_options =
+            [](const CommandLine &command, Request &request) {
+                Ipv4DadRequest &record = request.frame.ipv4_dad;
+                command.ifname(record.ifname);
+                const auto take = [&record](const std::string &value) {
+                    const Prefix prefix = split_prefix("ADDRESS/LENGTH", value);
+                    if (prefix.ipv6) {
+                        refuse("ADDRESS/LENGTH", "only IPv4 addresses are probed");
+                    }
+                    put("ADDRESS/LENGTH", record.ipaddr, prefix.address);
+                    record.prefix_len = static_cast<uint32_t>(prefix.length);
+                };
+                command.value("ADDRESS/LENGTH", "the address to probe", take).required();
+            },
+    },
+    {
+        COMMAND(ARPING),
+        .summary = "announce an IPv4 address by ARP",
+        .example = "eth0 192.168.1.10 192.168.1.1",
+        .tool = "arping",
+        .meanings = {{RD_RC_OK, "it was started; nobody waits for it"}, kBadIfname},
+        .add_options =
+            [](const CommandLine &command, Request &request) {
+                ArpingRequest &record = request.frame.arping;
+                command.ifname(record.ifname);
+                command.text("ADDRESS", record.address, "the address to announce", ipv4_address).required();
+                command
+                    .text("GATEWAY", record.gateway, "the gateway, which the announcement is addressed to",
+                          ipv4_address)
+                    .required();
+            },
+    },
+    {
+        COMMAND(DHCP_RELEASE),
+        .summary = "release DHCP leases",
+        .example = "--ipv4",
+        .tool = "dhclient",
+        .add_options =
+            [](const CommandLine &command, Request &request) {
+                DhcpReleaseRequest &record = request.frame.dhcp_release;
+                command.flag("--ipv4", record.dhcp4, "the IPv4 lease");
+                command.flag("--ipv6", record.dhcp6, "the IPv6 lease");
+                command.finally([&request, &record] {
+                    require(record.dhcp4 + record.dhcp6 != 0, "--ipv4 or --ipv6");
+                    if (record.dhcp4 + record.dhcp6 == 2) {
+                        request.command.tool = "dhclient, the statuses of its two runs combined,";
+                    }
+                });
+            },
+    },
 };
 
 } // namespace

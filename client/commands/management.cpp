@@ -5,7 +5,7 @@
 namespace
 {
 
-void init(CommandLine command, Request &request)
+void add_init_ifaces(const CommandLine &command, Request &request)
 {
     InitIfacesRequest &record = request.frame.init_ifaces;
     command.flag("--modular", record.is_modular, "the controller sits in a slot: build the internal VLANs");
@@ -31,17 +31,32 @@ void init(CommandLine command, Request &request)
     });
 }
 
-void mgmt(CommandLine command, Request &request)
+void check_mgmt_reconfig(const CommandLine &command, const MgmtReconfigRequest &record)
+{
+    const bool rebuild = record.action == RD_MGMT_REBUILD;
+    command.no_use({"--lower", "--macvlan", "--mac"}, !rebuild, "only rebuild has a use for it");
+    command.no_use({"--mac"}, record.macvlan != 0, "a macvlan has that of the interface below it");
+    require(!rebuild || record.lwr[0][0] != '\0', "--lower");
+    require(!rebuild || record.macvlan != 0 || record.mac[0] != '\0', "--mac or --macvlan");
+    if (record.macvlan != 0 && record.lwr[1][0] != '\0') {
+        refuse("--lower", "a macvlan has one interface below it");
+    }
+    const std::string vlan = "." + std::to_string(record.vlan);
+    if (record.vlan != 0 && strlen(record.mif) + vlan.size() >= sizeof record.mif) {
+        refuse("--vlan", "'" + (record.mif + vlan) + "' is longer than 15 characters");
+    }
+}
+
+void add_mgmt_reconfig(const CommandLine &command, Request &request)
 {
     MgmtReconfigRequest &record = request.frame.mgmt_reconfig;
-    enum { kIpv6, kRebuild, kLink };
     command
-        .choice(
-            "ACTION", record.action, {{"rebuild", kRebuild}, {"ipv6", kIpv6}, {"link", kLink}},
-            "build it anew, reapply its IPv6 settings, or only what all do: link state, MTU, hop limit, and the static "
-            "addresses go")
+        .choice("ACTION", record.action,
+                {{"rebuild", RD_MGMT_REBUILD}, {"ipv6", RD_MGMT_REAPPLY}, {"link", RD_MGMT_LINK}},
+                "build it anew, reapply its IPv6 settings, or only what all do: link state, MTU, hop limit, and the "
+                "static addresses go")
         .required();
-    command.text("IFNAME", record.mif, "the management interface").required();
+    command.ifname(record.mif, "the management interface");
     command.texts("--lower IFNAME", record.lwr, "rebuild: up to three below it");
     command.flag("--macvlan", record.macvlan, "rebuild: a passthru macvlan on the first, instead of a bond of all");
     command.text("--mac MAC", record.mac, "rebuild: of the bond", mac_address);
@@ -49,84 +64,73 @@ void mgmt(CommandLine command, Request &request)
     command.number("--mtu BYTES", record.mtu, 68, 9999, "[1500]");
     command.choice("--ipv6", record.i6_ena, kOffOn, "[on]");
     command.choice("--router-advertisements", record.i6_auto, kOffOn, "accept them [on]");
-    command.choice("--address-generation", record.stabpriv, {{"leave", kLeaveAlone}, {"eui64", 0}, {"stable", 2}},
+    command.choice("--address-generation", record.stabpriv,
+                   {{"leave", RD_ADDRESS_GENERATION_LEAVE},
+                    {"eui64", RD_ADDRESS_GENERATION_EUI64},
+                    {"stable", RD_ADDRESS_GENERATION_STABLE}},
                    "of IPv6 interface identifiers [leave]");
     command.number("--hop-limit HOPS", record.hoplimit, 1, 255, "of IPv6");
     command.choice("--link", record.mif_linkstate, kDownUp, "state of the management interface [up]");
     command.text("--dedicated IFNAME", record.ded, "an interface whose link follows --dedicated-link");
     command.text("--dedicated2 IFNAME", record.ded2, "another").needs("--dedicated");
     command.choice("--dedicated-link", record.ded_linkstate, kDownUp, "[up]");
-    command.finally([command, &record] {
-        command.no_use({"--lower", "--macvlan", "--mac"}, record.action != kRebuild, "only rebuild has a use for it");
-        command.no_use({"--mac"}, record.macvlan != 0, "a macvlan has that of the interface below it");
-        require(record.action != kRebuild || record.lwr[0][0] != '\0', "--lower");
-        require(record.action != kRebuild || record.macvlan != 0 || record.mac[0] != '\0', "--mac or --macvlan");
-        if (record.macvlan != 0 && record.lwr[1][0] != '\0') {
-            refuse("--lower", "a macvlan has one interface below it");
-        }
-        const std::string vlan = "." + std::to_string(record.vlan);
-        if (record.vlan != 0 && strlen(record.mif) + vlan.size() >= sizeof record.mif) {
-            refuse("--vlan", "'" + (record.mif + vlan) + "' is longer than 15 characters");
-        }
-    });
-}
-
-void mgmt_defaults(RequestFrame &frame)
-{
-    frame.mgmt_reconfig.mtu = 1500;
-    frame.mgmt_reconfig.i6_ena = 1;
-    frame.mgmt_reconfig.i6_auto = 1;
-    frame.mgmt_reconfig.mif_linkstate = 1;
-    frame.mgmt_reconfig.ded_linkstate = 1;
-    frame.mgmt_reconfig.stabpriv = kLeaveAlone;
-}
-
-void mif_flush(CommandLine command, Request &request)
-{
-    command.text("IFNAME", request.frame.mif_flush.ifname, "the management interface", any_text, RD_IFNAME_SIZE - 1)
-        .required();
-    command.flag("--ipv6-default-route", request.frame.mif_flush.ipv6_default_route, "flush that too");
-}
-
-void reset_mgmt(CommandLine command, Request &request)
-{
-    ResetMgmtRequest &record = request.frame.reset_mgmt;
-    command.text("IFNAME", record.ifname, "the management interface").required();
-    command.text("--mac MAC", record.mac, "to give to eth3 and eth2", mac_address);
-    command.flag("--macsec", record.macsec, "delete macsec0 too");
-    command.finally([&record] { record.set_mac = record.mac[0] != '\0' ? 1 : 0; });
+    command.finally([command, &record] { check_mgmt_reconfig(command, record); });
 }
 
 const Command kCommands[] = {
-    {"init",
-     RD_CMD_INIT_IFACES,
-     "initialise the controller's interfaces",
-     "init --modular --slot 4 --mac 02:00:00:00:00:01 --eth0 --seed-a ABC123",
-     "ip",
-     {kSeveralSteps},
-     init},
-    {"mgmt",
-     RD_CMD_MGMT_RECONFIG,
-     "rebuild the management interface, or reapply its settings",
-     "mgmt rebuild bond0 --lower eth1 eth2 --mac 02:00:00:00:00:01 --vlan 100",
-     "ip",
-     {kBadIfname, kSeveralSteps},
-     mgmt,
-     mgmt_defaults},
-    {"mif-flush",
-     RD_CMD_MIF_FLUSH,
-     "take the global addresses off the management interface",
-     "mif-flush bond0 --ipv6-default-route",
-     "ip",
-     {kBadIfname, kSeveralSteps},
-     mif_flush},
-    {"reset-mgmt",
-     RD_CMD_RESET_MGMT,
-     "delete the management interface",
-     "reset-mgmt bond0 --mac 02:00:00:00:00:01",
-     "ip",
-     {kBadIfname, kSeveralSteps},
-     reset_mgmt},
+    {
+        COMMAND(INIT_IFACES),
+        .summary = "initialise the controller's interfaces",
+        .example = "--modular --slot 4 --mac 02:00:00:00:00:01 --eth0 --seed-a ABC123",
+        .tool = "ip",
+        .meanings = {kSeveralSteps},
+        .add_options = add_init_ifaces,
+    },
+    {
+        COMMAND(MGMT_RECONFIG),
+        .summary = "rebuild the management interface, or reapply its settings",
+        .example = "rebuild bond0 --lower eth1 eth2 --mac 02:00:00:00:00:01 --vlan 100",
+        .tool = "ip",
+        .meanings = {kBadIfname, kSeveralSteps},
+        .set_defaults =
+            [](RequestFrame &frame) {
+                frame.mgmt_reconfig.mtu = 1500;
+                frame.mgmt_reconfig.i6_ena = 1;
+                frame.mgmt_reconfig.i6_auto = 1;
+                frame.mgmt_reconfig.mif_linkstate = RD_LINK_UP;
+                frame.mgmt_reconfig.ded_linkstate = RD_LINK_UP;
+                frame.mgmt_reconfig.stabpriv = RD_ADDRESS_GENERATION_LEAVE;
+            },
+        .add_options = add_mgmt_reconfig,
+    },
+    {
+        COMMAND(MIF_FLUSH),
+        .summary = "take the global addresses off the management interface",
+        .example = "bond0 --ipv6-default-route",
+        .tool = "ip",
+        .meanings = {kBadIfname, kSeveralSteps},
+        .add_options =
+            [](const CommandLine &command, Request &request) {
+                MifFlushRequest &record = request.frame.mif_flush;
+                command.ifname(record.ifname, "the management interface");
+                command.flag("--ipv6-default-route", record.ipv6_default_route, "flush that too");
+            },
+    },
+    {
+        COMMAND(RESET_MGMT),
+        .summary = "delete the management interface",
+        .example = "bond0 --mac 02:00:00:00:00:01",
+        .tool = "ip",
+        .meanings = {kBadIfname, kSeveralSteps},
+        .add_options =
+            [](const CommandLine &command, Request &request) {
+                ResetMgmtRequest &record = request.frame.reset_mgmt;
+                command.ifname(record.ifname, "the management interface");
+                command.text("--mac MAC", record.mac, "to give to eth3 and eth2", mac_address);
+                command.flag("--macsec", record.macsec, "delete macsec0 too");
+                command.finally([&record] { record.set_mac = record.mac[0] != '\0' ? 1 : 0; });
+            },
+    },
 };
 
 } // namespace

@@ -9,78 +9,91 @@ const Meaning kLongName = {RD_RC_TOO_LONG, "name is longer than 257 characters"}
 const Meaning kBadName = {RD_RC_INVALID, "name holds a character that is not allowed"};
 const Meaning kKernelRefused = {RD_RC_NO_CHILD, "the kernel did not take the name, which it limits to 64 characters"};
 
-void service(CommandLine command, Request &request)
+const Words kServices = {
+    {"avahi-daemon", RD_SERVICE_AVAHI_DAEMON},
+    {"lldpd-topology", RD_SERVICE_LLDPD_TOPOLOGY},
+    {"llmnrd", RD_SERVICE_LLMNRD},
+    {"network", RD_SERVICE_NETWORK},
+    {"nodediscd", RD_SERVICE_NODEDISCD},
+    {"kx-dhclient", RD_SERVICE_KX_DHCLIENT},
+    {"radvd", RD_SERVICE_RADVD},
+    {"dhclient", RD_SERVICE_DHCLIENT},
+    {"dhclient6", RD_SERVICE_DHCLIENT6},
+    {"dhclient6s", RD_SERVICE_DHCLIENT6S},
+    {"dhcpd6", RD_SERVICE_DHCPD6},
+    {"q7mdnspublish", RD_SERVICE_Q7MDNSPUBLISH},
+    {"wpa_supplicant", RD_SERVICE_WPA_SUPPLICANT},
+    {"ddnsreg", RD_SERVICE_DDNSREG},
+};
+
+void add_service(const CommandLine &command, Request &request)
 {
-    command.choice("ACTION", request.frame.service.action, {{"stop", 0}, {"start", 1}, {"restart", 2}}, "what to do")
+    ServiceRequest &record = request.frame.service;
+    command
+        .choice("ACTION", record.action,
+                {{"stop", RD_SERVICE_STOP}, {"start", RD_SERVICE_START}, {"restart", RD_SERVICE_RESTART}}, "what to do")
         .required();
-    constexpr int kKxDhclient = 5; // not a unit: run by the daemon itself
-    const Words services = {{"avahi-daemon", 0},    {"lldpd-topology", 1}, {"llmnrd", 2},
-                            {"network", 3},         {"nodediscd", 4},      {"kx-dhclient", kKxDhclient},
-                            {"radvd", 6},           {"dhclient", 7},       {"dhclient6", 8},
-                            {"dhclient6s", 9},      {"dhcpd6", 10},        {"q7mdnspublish", 11},
-                            {"wpa_supplicant", 12}, {"ddnsreg", 13}};
-    command.choice("SERVICE", request.frame.service.service, services, "which").required();
+    command.choice("SERVICE", record.service, kServices, "which").required();
     command.flag("--wait", request.frame.header.wait, "answer when it is done, with how it ended");
-    command.finally([&request] {
-        const auto [which, action] = request.frame.service;
-        if (which == kKxDhclient) {
+    command.finally([&request, &record] {
+        const bool kx_dhclient = record.service == RD_SERVICE_KX_DHCLIENT;
+        if (kx_dhclient) {
             request.command.tool = "dhclient";
         }
-        const bool always_waits = which == kKxDhclient && action == 0;
+        const bool always_waits = kx_dhclient && record.action == RD_SERVICE_STOP;
         if (request.frame.header.wait == 0 && !always_waits) {
-            request.command.meanings.push_back({0, "it was started; --wait tells how it ends"});
+            request.command.meanings.push_back({RD_RC_OK, "it was started; --wait tells how it ends"});
         }
     });
 }
 
-void autoconfig(CommandLine command, Request &request)
-{
-    command.text("ARGUMENT", request.frame.autoconfig.autoconf_arg,
-                 "handed to the script, which is not waited for; 'disable' stops the agent instead");
-}
-
-void name(CommandLine command, Request &request)
+void add_name(const CommandLine &command, Request &request)
 {
     command.text("NAME", request.frame.hostname.name, "the name").required();
 }
 
 const Command kCommands[] = {
-    {"service",
-     RD_CMD_SERVICE,
-     "start, stop or restart a network service",
-     "service restart network --wait",
-     "systemctl",
-     {},
-     service},
-    {"autoconfig",
-     RD_CMD_AUTOCONFIG,
-     "run system auto-configuration, or stop its agent",
-     "autoconfig disable",
-     "systemautoconf.sh",
-     {{RD_RC_OK, "nobody waits for the script; the error log tells of the agent"},
-      {RD_RC_NO_CHILD, "the agent could not be killed, or the script not be started"}},
-     autoconfig},
-    {"hostname",
-     RD_CMD_HOSTNAME,
-     "set the host name",
-     "hostname ctl-01",
-     kNoTool,
-     {kLongName, kBadName, kKernelRefused},
-     name},
-    {"domainname",
-     RD_CMD_DOMAINNAME,
-     "set the domain name",
-     "domainname lab.example",
-     kNoTool,
-     {kLongName, kBadName, kKernelRefused},
-     name},
-    {"hosts-file",
-     RD_CMD_HOSTS_FILE,
-     "rewrite /etc/hosts for a host name",
-     "hosts-file ctl-01",
-     kNoTool,
-     {kLongName, kBadName, {RD_RC_NO_RESOURCE, "/etc/hosts could not be opened"}},
-     name},
+    {
+        COMMAND(SERVICE),
+        .summary = "start, stop or restart a network service",
+        .example = "restart network --wait",
+        .tool = "systemctl",
+        .add_options = add_service,
+    },
+    {
+        COMMAND(AUTOCONFIG),
+        .summary = "run system auto-configuration, or stop its agent",
+        .example = "disable",
+        .tool = "systemautoconf.sh",
+        .meanings = {{RD_RC_OK, "nobody waits for the script; the error log tells of the agent"},
+                     {RD_RC_NO_CHILD, "the agent could not be killed, or the script not be started"}},
+        .add_options =
+            [](const CommandLine &command, Request &request) {
+                command.text("ARGUMENT", request.frame.autoconfig.autoconf_arg,
+                             "handed to the script, which is not waited for; 'disable' stops the agent instead");
+            },
+    },
+    {
+        COMMAND(HOSTNAME),
+        .summary = "set the host name",
+        .example = "ctl-01",
+        .meanings = {kLongName, kBadName, kKernelRefused},
+        .add_options = add_name,
+    },
+    {
+        COMMAND(DOMAINNAME),
+        .summary = "set the domain name",
+        .example = "lab.example",
+        .meanings = {kLongName, kBadName, kKernelRefused},
+        .add_options = add_name,
+    },
+    {
+        COMMAND(HOSTS_FILE),
+        .summary = "rewrite /etc/hosts for a host name",
+        .example = "ctl-01",
+        .meanings = {kLongName, kBadName, {RD_RC_NO_RESOURCE, "/etc/hosts could not be opened"}},
+        .add_options = add_name,
+    },
 };
 
 } // namespace

@@ -125,14 +125,15 @@ TEST_F(Q7rdctl, EachCommandFillsItsRecord)
          "USBNIC action=1 dhcp_server=1 device_mac=02:00:00:00:00:02 prefix_length=24 address=169.254.77.1,fde1::1"},
         {"usbnic down", "USBNIC"},
         {"usbnic renew --address fde1::2/64", "USBNIC action=2 address=fde1::2"},
-        {"mgmt rebuild bond0 --lower eth1 eth2 eth0 --mac 02:00:00:00:00:01 --vlan 100 --mtu 1400 --hop-limit 33 "
+        {"mgmt-reconfig rebuild bond0 --lower eth1 eth2 eth0 --mac 02:00:00:00:00:01 --vlan 100 --mtu 1400 --hop-limit "
+         "33 "
          "--address-generation stable --router-advertisements off --dedicated eth4 --dedicated2 eth5 --dedicated-link "
          "down",
          "MGMT_RECONFIG action=1 mtu=1400 vlan=100 i6_ena=1 mif_linkstate=1 hoplimit=33 stabpriv=2 mif=bond0 ded=eth4 "
          "ded2=eth5 mac=02:00:00:00:00:01 lwr=eth1,eth2,eth0"},
-        {"mgmt rebuild bond0 --macvlan --lower eth1 --ipv6 off --link down --address-generation eui64",
+        {"mgmt-reconfig rebuild bond0 --macvlan --lower eth1 --ipv6 off --link down --address-generation eui64",
          "MGMT_RECONFIG action=1 mtu=1500 macvlan=1 i6_auto=1 ded_linkstate=1 mif=bond0 lwr=eth1"},
-        {"mgmt ipv6 bond0",
+        {"mgmt-reconfig ipv6 bond0",
          "MGMT_RECONFIG mtu=1500 i6_ena=1 i6_auto=1 mif_linkstate=1 ded_linkstate=1 stabpriv=-1 mif=bond0"},
         {"service restart network --wait", "SERVICE wait=1 service=3 action=2"},
         {"service stop ddnsreg", "SERVICE service=13"},
@@ -156,8 +157,9 @@ TEST_F(Q7rdctl, EachCommandFillsItsRecord)
          "SLBC operation=1 topology_lldp=2 ifname=eth3 proxy=10.0.0.9"},
         {"send-packet eth0", "SEND_PACKET ifname=eth0"},
         {"hosts-file ctl-01", "HOSTS_FILE name=ctl-01"},
-        {"dad eth0 10.0.0.5/8", "IPV4_DAD ifname=eth0 ipaddr=10.0.0.5 prefix_len=8"},
-        {"init --modular --ngm --slot 254 --mac 02:00:00:00:00:01 --eth0 --eth3 --front-dedicated --kx-interface kx0 "
+        {"ipv4-dad eth0 10.0.0.5/8", "IPV4_DAD ifname=eth0 ipaddr=10.0.0.5 prefix_len=8"},
+        {"init-ifaces --modular --ngm --slot 254 --mac 02:00:00:00:00:01 --eth0 --eth3 --front-dedicated "
+         "--kx-interface kx0 "
          "--kx-mac 02:00:00:00:00:02 --seed-a A --seed-b B",
          "INIT_IFACES is_modular=1 is_ngm=1 init_eth0=1 init_eth3=1 init_frded=1 init_kx=1 slot=254 secret_seed_a=A "
          "macaddress=02:00:00:00:00:01 kx_mac=02:00:00:00:00:02 kx_ifname=kx0 secret_seed_b=B"},
@@ -172,26 +174,28 @@ TEST_F(Q7rdctl, EachCommandFillsItsRecord)
         {"dhcp-release --ipv6", "DHCP_RELEASE dhcp6=1"},
         {"ngm-debug --interface all --router fe80::1 fe80::2",
          "NGM_DEBUG interface_index=-1 count=2 router=fe80::1,fe80::2"},
-        {"mdns start _a._tcp --interface lo --firewall",
+        {"mdns-browse start _a._tcp --interface lo --firewall",
          "MDNS_BROWSE start=1 firewall=1 interface_index=1 service_type=_a._tcp"},
-        {"mdns stop _a._tcp --interface all", "MDNS_BROWSE interface_index=-1 service_type=_a._tcp"},
-        {"smartnic up eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00 02:00:00:00:01:01",
+        {"mdns-browse stop _a._tcp --interface all", "MDNS_BROWSE interface_index=-1 service_type=_a._tcp"},
+        {"init-smartnic up eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00 02:00:00:00:01:01",
          "INIT_SMARTNIC mode=1 count=2 snic_mac=02:00:00:00:01:00,02:00:00:00:01:01 lower=mif0 "
          "mif_mac=02:00:00:00:00:0f physical=eth3"},
-        {"frontdedicated eth1 --mac 02:00:00:00:00:01",
+        {"init-frontdedicated eth1 --mac 02:00:00:00:00:01",
          "INIT_FRONTDEDICATED link_state=1 autoneg=-1 duplex=1 ifname=eth1 mac=02:00:00:00:00:01"},
-        {"frontdedicated eth1 --mac 02:00:00:00:00:01 --autoneg off --speed 100 --duplex half --link down",
+        {"init-frontdedicated eth1 --mac 02:00:00:00:00:01 --autoneg off --speed 100 --duplex half --link down",
          "INIT_FRONTDEDICATED speed=100 ifname=eth1 mac=02:00:00:00:00:01"},
-        {"usb-nic eth4 --mac 02:00:00:00:00:04", "INIT_FLOP_USB_NIC link_state=1 ifname=eth4 mac=02:00:00:00:00:04"},
-        {"tuning eth2 --autoneg off --speed 1000", "LINK_TUNING speed=1000 duplex=1 link_state=1 ifname=eth2"},
-        {"tuning eth2 --autoneg on --link down", "LINK_TUNING autoneg=1 duplex=1 ifname=eth2"},
-        {"address eth0 --address 10.0.0.5/24 --gateway 10.0.0.1 --dad",
+        {"init-flop-usb-nic eth4 --mac 02:00:00:00:00:04",
+         "INIT_FLOP_USB_NIC link_state=1 ifname=eth4 mac=02:00:00:00:00:04"},
+        {"link-tuning eth2 --autoneg off --speed 1000", "LINK_TUNING speed=1000 duplex=1 link_state=1 ifname=eth2"},
+        {"link-tuning eth2 --autoneg on --link down", "LINK_TUNING autoneg=1 duplex=1 ifname=eth2"},
+        {"static-addrs eth0 --address 10.0.0.5/24 --gateway 10.0.0.1 --dad",
          "STATIC_ADDRS dad=1 prefix_len=24 ifname=eth0 address=10.0.0.5 gateway=10.0.0.1"},
-        {"address eth0 --address 2001:db8::1/64 --gateway fe80::1 --route 2001:db8:1::/48 fe80::2 02:00:00:00:00:02 "
+        {"static-addrs eth0 --address 2001:db8::1/64 --gateway fe80::1 --route 2001:db8:1::/48 fe80::2 "
+         "02:00:00:00:00:02 "
          "2001:db8:2::/47 fe80::3 02:00:00:00:00:03",
          "STATIC_ADDRS ipv6=1 prefix_len=64,48,47 ifname=eth0 address=2001:db8::1 gateway=fe80::1 "
          "lladdr=02:00:00:00:00:02,02:00:00:00:00:03 router=fe80::2,fe80::3 prefix=2001:db8:1::,2001:db8:2::"},
-        {"address eth0 --autoconfiguration on", "STATIC_ADDRS ipv6=1 autoconfig_only=1 autoconfig=1 ifname=eth0"},
+        {"static-addrs eth0 --autoconfiguration on", "STATIC_ADDRS ipv6=1 autoconfig_only=1 autoconfig=1 ifname=eth0"},
         {"terminate", "TERMINATE"},
     };
     std::set<uint32_t> seen;
@@ -205,7 +209,7 @@ TEST_F(Q7rdctl, EachCommandFillsItsRecord)
         EXPECT_EQ(listener.received.back().size(), sizeof frame);
         seen.insert(frame.header.cmd);
     }
-    EXPECT_EQ(seen.size(), static_cast<size_t>(RD_CMD_TERMINATE)) << "a command without a case";
+    EXPECT_EQ(seen.size(), size_t{RD_CMD_COUNT}) << "a command without a case";
 }
 
 TEST_F(Q7rdctl, RawSendsTheBytesGiven)
@@ -235,7 +239,7 @@ TEST_F(Q7rdctl, ExamplesOfTheHelpWork)
             commands.insert(words[0]);
         }
     }
-    EXPECT_EQ(commands.size(), 30U) << "29 and raw";
+    EXPECT_EQ(commands.size(), RD_CMD_COUNT + 1U) << "all and raw";
     for (const std::string &command : commands) {
         const Outcome outcome = q7rdctl(command + " --help");
         EXPECT_EQ(outcome.status, 0);
@@ -268,51 +272,51 @@ TEST_F(Q7rdctl, WrongUsageIsToldAndSendsNothing)
         {"link eth1 sideways", "STATE: 'sideways' is not one of {down,up}"},
         {"link abcdefghijklmnop up", "IFNAME: 'abcdefghijklmnop' is longer than 15 characters"},
         {"send-packet abcdefghijklmnop", "longer than 15"},
-        {"mdns start _0123456789012345678901234567890 --interface lo", "longer than 31"},
+        {"mdns-browse start _0123456789012345678901234567890 --interface lo", "longer than 31"},
         {"firewall dpufilt apply --argument 012345678901234567 b", "longer than 17"},
         {"conjoin bond0 a b c d", "LOWER"},
-        {"mdns start _a._tcp --interface nosuch", "no interface 'nosuch' here"},
+        {"mdns-browse start _a._tcp --interface nosuch", "no interface 'nosuch' here"},
         {"vlan-priority eth0.1 8", "'8' is no number from 0 to 7"},
         {"vlan-priority eth0.1 4294967296", "is no number"},
         {"vlan-priority eth0.1 0x7", "'0x7' is no number"},
         {"reset-mgmt bond0 --macsec=false", "disallowed flag override"},
-        {"init --slot 256", "is no number from 1 to 254"},
-        {"init --modular --slot 1", "--mac is required"},
-        {"init --modular --mac 02:00:00:00:00:01", "--slot is required"},
-        {"mgmt rebuild bond0 --mac 02:00:00:00:00:01", "--lower is required"},
-        {"mgmt rebuild bond0 --lower eth1", "--mac or --macvlan is required"},
+        {"init-ifaces --slot 256", "is no number from 1 to 254"},
+        {"init-ifaces --modular --slot 1", "--mac is required"},
+        {"init-ifaces --modular --mac 02:00:00:00:00:01", "--slot is required"},
+        {"mgmt-reconfig rebuild bond0 --mac 02:00:00:00:00:01", "--lower is required"},
+        {"mgmt-reconfig rebuild bond0 --lower eth1", "--mac or --macvlan is required"},
         {"usbnic up", "--device-mac is required"},
         {"usbnic renew --address fde1::1/48", "prefix length 64"},
         {"usbnic renew --address 10.0.0.1/8 10.1.0.1/9", "share one prefix length"},
-        {"usb-nic eth4 --mac 02:00:00:00:00:0g", "'02:00:00:00:00:0g' is no MAC address"},
-        {"usb-nic eth4 --mac 02:00:00:00:00:011", "is no MAC address"},
+        {"init-flop-usb-nic eth4 --mac 02:00:00:00:00:0g", "'02:00:00:00:00:0g' is no MAC address"},
+        {"init-flop-usb-nic eth4 --mac 02:00:00:00:00:011", "is no MAC address"},
         {"arping eth0 10.0.0 10.0.0.1", "'10.0.0' is no IPv4 address"},
         {"ngm-debug --interface lo --router 10.0.0.1", "is no IPv6 address"},
-        {"dad eth0 10.0.0.1", "needs its prefix length"},
-        {"dad eth0 10.0.0.1/33", "'33' is no number from 0 to 32"},
-        {"dad eth0 10.0.0.1/2x", "'2x' is no number"},
-        {"address eth0 --address fe80::1/129", "from 0 to 128"},
-        {"dad eth0 fe80::1/64", "only IPv4"},
-        {"address eth0", "is required"},
-        {"address eth0 --address 10.0.0.5/24 --gateway fe80::1", "one family"},
-        {"address eth0 --address 2001:db8::1/64 --dad", "only IPv4 is probed"},
-        {"address eth0 --route 2001:db8::/32 fe80::1 x", "'x' is no MAC address"},
-        {"address eth0 --autoconfiguration on --gateway fe80::1", "excludes"},
-        {"tuning eth2 --autoneg off", "--speed, without auto-negotiation is required"},
-        {"tuning eth2 --autoneg on --speed 100", "need --autoneg off"},
-        {"mgmt link bond0 --lower eth1", "only rebuild has a use"},
-        {"mgmt rebuild bond0 --macvlan --lower eth1 eth2", "a macvlan has one interface"},
-        {"mgmt ipv6 abcdefghijk --vlan 4094", "'abcdefghijk.4094' is longer than 15"},
+        {"ipv4-dad eth0 10.0.0.1", "needs its prefix length"},
+        {"ipv4-dad eth0 10.0.0.1/33", "'33' is no number from 0 to 32"},
+        {"ipv4-dad eth0 10.0.0.1/2x", "'2x' is no number"},
+        {"static-addrs eth0 --address fe80::1/129", "from 0 to 128"},
+        {"ipv4-dad eth0 fe80::1/64", "only IPv4"},
+        {"static-addrs eth0", "is required"},
+        {"static-addrs eth0 --address 10.0.0.5/24 --gateway fe80::1", "one family"},
+        {"static-addrs eth0 --address 2001:db8::1/64 --dad", "only IPv4 is probed"},
+        {"static-addrs eth0 --route 2001:db8::/32 fe80::1 x", "'x' is no MAC address"},
+        {"static-addrs eth0 --autoconfiguration on --gateway fe80::1", "excludes"},
+        {"link-tuning eth2 --autoneg off", "--speed, without auto-negotiation is required"},
+        {"link-tuning eth2 --autoneg on --speed 100", "need --autoneg off"},
+        {"mgmt-reconfig link bond0 --lower eth1", "only rebuild has a use"},
+        {"mgmt-reconfig rebuild bond0 --macvlan --lower eth1 eth2", "a macvlan has one interface"},
+        {"mgmt-reconfig ipv6 abcdefghijk --vlan 4094", "'abcdefghijk.4094' is longer than 15"},
         {"firewall ping apply --interface eth1", "only dedipv4 has a use"},
         {"firewall dpufilt apply --argument [a,b]", "'[a,b]' is no argument"},
-        {"smartnic down eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00", "only up has a use"},
-        {"init --kx-interface kx0", "--kx-mac is required"},
-        {"init --seed-a ABCDEFGHIJKL --seed-b MNOPQRSTUVWXYZ", "longer than 25"},
+        {"init-smartnic down eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00", "only up has a use"},
+        {"init-ifaces --kx-interface kx0", "--kx-mac is required"},
+        {"init-ifaces --seed-a ABCDEFGHIJKL --seed-b MNOPQRSTUVWXYZ", "longer than 25"},
         {"bc-ip-rules none --table foo", "must begin with rt2"},
-        {"address eth0 --gateway 10.0.0.1 --dad", "--dad requires --address"},
+        {"static-addrs eth0 --gateway 10.0.0.1 --dad", "--dad requires --address"},
         {"usbnic renew --address 10.0.0.1/0 10.1.0.1/9", "share one prefix length"},
         {"usbnic down --host-mac 02:00:00:00:00:01", "only create has a use"},
-        {"tuning eth2 --autoneg off --speed 99", "not one of {10,100"},
+        {"link-tuning eth2 --autoneg off --speed 99", "not one of {10,100"},
         {"sideband add", "is required"},
         {"dhcp-release", "is required"},
         {"raw 7 123", "no even number of hexadecimal digits"},
@@ -342,7 +346,7 @@ TEST_F(Q7rdctl, AnswersAreReadForPeople)
         {"link eth1 up", 12, "refused: interface name holds a character that is not allowed (12)", 1},
         {"link eth1 up", 14, "ip was killed by signal 14, Alarm clock (14)", 1},
         {"raw 7", 14, "refused: a number is out of its range, or there is no such command (14)", 1},
-        {"tuning eth1 --autoneg on", 0, "done: the error log tells how each step ended (0)", 0},
+        {"link-tuning eth1 --autoneg on", 0, "done: the error log tells how each step ended (0)", 0},
         {"service stop radvd", 0, "done: it was started; --wait tells how it ends (0)", 0},
         {"service stop radvd --wait", 0, "done (0)", 0},
         {"service stop kx-dhclient", 0, "done (0)", 0},
@@ -369,7 +373,7 @@ TEST_F(Q7rdctl, AnswersAreReadForPeople)
         {"send-packet eth0", 64, "done: sent 64 bytes (64)", 0},
         {"send-packet eth0", 17, "failed: no frame of 64 to 1522 bytes is stored for it, or it could not be sent (17)",
          1},
-        {"dad eth0 10.0.0.1/8", 512, "the probe was answered or failed, and ip ended with exit status 2 (512)", 1},
+        {"ipv4-dad eth0 10.0.0.1/8", 512, "the probe was answered or failed, and ip ended with exit status 2 (512)", 1},
         {"raw 14", 64, "done: sent 64 bytes (64)", 0},
         {"raw 7", 512, "a tool ended with exit status 2 (512)", 1},
     };
@@ -470,7 +474,7 @@ TEST_F(Q7rdctl, WordsStandForTheirNumbers)
                     "dhclient", "dhclient6", "dhclient6s", "dhcpd6", "q7mdnspublish", "wpa_supplicant", "ddnsreg"},
                    "");
     expect_numbers("firewall ", {"mdns", "dedipv4 --interface eth1", "usb-nat", "ping", "dpufilt"}, " apply");
-    expect_numbers("mgmt ", {"ipv6", "rebuild --macvlan --lower eth1", "link"}, " bond0");
+    expect_numbers("mgmt-reconfig ", {"ipv6", "rebuild --macvlan --lower eth1", "link"}, " bond0");
 }
 
 TEST_F(Q7rdctl, ShowsOnATerminalThatItWaits)
@@ -505,7 +509,7 @@ TEST_F(Q7rdctl, WorksWithTheDaemonManyTimes)
     }
     EXPECT_EQ(calls().size(), 100U);
     EXPECT_EQ(q7rdctl("link eth1-x up").output, "refused: interface name holds a character that is not allowed (12)\n");
-    EXPECT_EQ(q7rdctl("raw 30").status, 1);
+    EXPECT_EQ(q7rdctl("raw " + std::to_string(RD_CMD_COUNT + 1)).status, 1);
     EXPECT_EQ(q7rdctl("terminate").output, "done (0)\n");
     EXPECT_EQ(daemon.wait(), 0);
 }

@@ -11,7 +11,8 @@ fail() { echo "FAILED: $*"; failures=$((failures + 1)); }
 words_of() { tr -c 'a-zA-Z0-9_-' '\n' <<<"$1" | sort -u; }
 page=$(sed 's/\\//g; s/\*//g' "$source/packaging/man/q7rdctl.1.scd.in")
 commands=$("$q7rdctl" --help | awk '/^[A-Za-z -]+:$/ { on = $0 != "Options:" && $0 != "Example:" } on && /^  [a-z]/ { print $1 }')
-[ "$(wc -w <<<"$commands")" = 30 ] || fail "30 commands, not $(wc -w <<<"$commands")"
+codes=$(sed -n 's/^    RD_CMD_\([A-Z0-9_]*\) = .*/\1/p' "$source/include/q7net/protocol.h" | tr 'A-Z_' 'a-z-')
+[ "$(sort <<<"$codes"$'\nraw')" = "$(sort <<<"$commands")" ] || fail "not a command for each code: $commands"
 for command in $commands; do
     # Its entries in the page: from a line that begins with it to the next entry.
     entry=$(awk -v command="$command" '/^[a-z#]/ { on = $1 == command || $0 ~ "(^|, )" command " _" } on' <<<"$page")
@@ -59,16 +60,16 @@ offers() {
     [ "$offered" = "$expected" ] || fail "'$*' completes to '$offered', not '$expected'"
 }
 offers "$(tr '\n' ' ' <<<"$commands" | sed 's/ $//')" ""
-offers "link" li
+offers "link link-tuning" li
 offers "down up" link eth0 ""
 offers "stop start restart" --tag 7 service ""
 offers "dhclient dhclient6 dhclient6s dhcpd6" service stop dh
-offers "off on" mgmt rebuild bond0 --ipv6 ""
-offers "rebuild" mgmt --vlan 5 re
+offers "off on" mgmt-reconfig rebuild bond0 --ipv6 ""
+offers "rebuild" mgmt-reconfig --vlan 5 re
 offers "--macv2 --macv2-mac --macv3 --macv3-mac --macve0" sideband add --mac
-offers "link" --json li
+offers "link link-tuning" --json li
 offers "--json" link --js
-offers "lo" mdns start _a._tcp --interface lo
+offers "lo" mdns-browse start _a._tcp --interface lo
 offers "/etc/hostname" --socket /etc/hostn
 
 [ "$failures" = 0 ]

@@ -46,11 +46,11 @@ inside() {
     ip link add eth0 type veth peer name peer0
     ip link set peer0 up
     check 'q7rdctl link eth0 up && ip link show eth0 | grep -q LOWER_UP'
-    check 'q7rdctl address eth0 --address 10.0.0.1/24 --dad && ip addr show eth0 | grep -q 10.0.0.1/24'
+    check 'q7rdctl static-addrs eth0 --address 10.0.0.1/24 --dad && ip addr show eth0 | grep -q 10.0.0.1/24'
     check 'q7rdctl hostname ctl-9 && [ "$(hostname)" = ctl-9 ]'
     check 'q7rdctl domainname lab && [ "$(cat /proc/sys/kernel/domainname)" = lab ]'
     check 'q7rdctl hosts-file ctl-9 && grep -q ctl-9 /etc/hosts'
-    check 'q7rdctl init --seed-a x --eth0 && grep -qx 1 /proc/sys/net/ipv6/conf/eth0/disable_ipv6'
+    check 'q7rdctl init-ifaces --seed-a x --eth0 && grep -qx 1 /proc/sys/net/ipv6/conf/eth0/disable_ipv6'
     check 'q7rdctl firewall usb-nat apply && iptables -t nat -S | grep -q 169.254.0.0/16'
     check 'q7rdctl arping eth0 10.0.0.1 10.0.0.2'
     check 'q7rdctl service restart avahi-daemon --wait'
