@@ -1,0 +1,22 @@
+# Run by cpack when it has packed: mends the package of debug symbols, whose list of sums CPack fills with paths of the
+# build folder, and gives it the documents of the package that it belongs to.
+find_program(DPKG_DEB dpkg-deb REQUIRED)
+foreach(package ${CPACK_PACKAGE_FILES})
+    if(NOT package MATCHES "/([^/]*-dbgsym)_[^/]*$")
+        continue()
+    endif()
+    set(name ${CMAKE_MATCH_1})
+    set(root ${CPACK_TEMPORARY_DIRECTORY}/${name})
+    file(REMOVE_RECURSE ${root})
+    execute_process(COMMAND ${DPKG_DEB} -R ${package} ${root} COMMAND_ERROR_IS_FATAL ANY)
+    file(READ ${root}/DEBIAN/md5sums sums)
+    string(REGEX REPLACE "  /[^\n]*-dbgsym/" "  " sums "${sums}")
+    file(WRITE ${root}/DEBIAN/md5sums "${sums}")
+    string(REPLACE -dbgsym "" documents ${name})
+    file(MAKE_DIRECTORY ${root}/usr/share/doc)
+    file(CREATE_LINK ${documents} ${root}/usr/share/doc/${name} SYMBOLIC)
+    execute_process(COMMAND chmod -R u=rwX,go=rX ${root} COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND find ${root}/usr -name *.debug -exec chmod 644 {} + COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND ${DPKG_DEB} --root-owner-group -b ${root} ${package}
+                    OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
