@@ -2,6 +2,8 @@
 
 #include "commands/group.h"
 
+#include <algorithm>
+
 namespace
 {
 

@@ -7,6 +7,7 @@
 #include "core/server.cpp" // NOLINT(bugprone-suspicious-include): for its static functions
 #include "mdns/browse.h"
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <random>

@@ -2,6 +2,8 @@
 
 #include "mdns/scripted_avahi.h"
 
+#include <algorithm>
+
 #include <arpa/inet.h>
 #include <avahi-common/strlst.h>
 

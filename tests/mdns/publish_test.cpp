@@ -2,6 +2,8 @@
 
 #include "mdns/scripted_avahi.h"
 
+#include <algorithm>
+
 using avahi::script;
 using rig::Lines;
 

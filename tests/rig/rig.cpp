@@ -2,6 +2,7 @@
 
 #include "rig/tools.h"
 
+#include <algorithm>
 #include <fstream>
 #include <set>
 #include <sstream>
