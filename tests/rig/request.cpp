@@ -43,7 +43,7 @@ std::vector<std::string> words_of(const std::string &line)
     return words;
 }
 
-static std::string repeated(const std::string &value)
+std::string repeated(const std::string &value)
 {
     const bool times = value.size() > 2 && value[1] == '*';
     return times ? std::string(std::stoul(value.substr(2)), value[0]) : value;

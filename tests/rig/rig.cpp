@@ -373,8 +373,7 @@ void Controller::expect_in_error_log(const Lines &records)
             const Lines more = error_log();
             written.insert(written.end(), more.begin(), more.end());
             return written.size() >= both.size();
-        },
-        1000);
+        });
     EXPECT_EQ(written, both) << "the error log differs from levels 2 to 4 of the platform log";
 }
 

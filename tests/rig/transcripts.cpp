@@ -4,7 +4,7 @@
 //
 //   ## TITLE                    begins a case; what stands before the first begins each
 //   # TEXT                      a remark
-//   interface NAME [STATE]      a network interface; its operstate, else up
+//   interface NAME...           network interfaces that are up
 //   file PATH [TEXT]            a file there is
 //   folder PATH                 a folder there is
 //   link PATH TARGET            a symbolic link there is: /dev/full is a file that takes nothing
@@ -14,22 +14,27 @@
 //   > REQUEST = RC              a request to the daemon (see request.h) and the reply's result code,
 //   >> REQUEST = RC             one whose tools are not waited for, so that their lines are put last, or
 //   later                       nothing but time, until what is below has come
+//   messages                    all messages of the next of these three are told, not the complaints alone
 //
-// and, below the last three, what it comes to:
+// and, below those three, what it comes to:
 //
-//     LEVEL FUNCTION TEXT       a message in the platform log, and for levels 2 to 4 in the error log; among the messages
+//     LEVEL FUNCTION TEXT       a message in the platform log: a complaint (levels 2 and 3), or how a tool that nobody
+//                               waited for ended; the error log is compared with levels 2 to 4 in any case
 //     /PATH WORDS               each tool that was run; (loud) if its output is not thrown away
 //     + FOLDER: NAME TEXT ...   files that are new or have changed
 //     - PATH                    a file that is gone
 //
-// A space that ends a line is followed by a |. With --accept the files are brought to what was seen, to be looked at with
+// A line that comes several times in a row is told once, with "(N times)"; twenty and more equal characters are told as
+// in requests, x*20; a space that ends a line is followed by a |. With --accept the files are brought to what was seen, to be looked at with
 // git diff.
 
+#include "fields.h"
 #include "rig/rig.h"
 
 #include <algorithm>
 #include <fstream>
 #include <map>
+#include <set>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -110,7 +115,7 @@ class Transcript : public rig::Controller
             alone ? void() : client.have_children_reaped();
             return alone;
         })) << "a tool is left";
-        const Lines left = shown(log());
+        const Lines left = shown(log(), false);
         EXPECT_EQ(joined(left), "") << "after the last request";
         append(told_.seen, left);
         told_.done = true;
@@ -121,7 +126,7 @@ class Transcript : public rig::Controller
     Lines carried_out(rig::Client &client, const Lines &told)
     {
         const bool only_waits = told[0] == "later";
-        const bool reaps = joined(told).find("rd_server reaped") != std::string::npos;
+        const bool reaps = joined(told).find("reaped a zombie child") != std::string::npos;
         const std::map<std::string, std::string> before = files();
         std::string request = told[0].substr(0, told[0].rfind(" = "));
         if (!only_waits) {
@@ -134,16 +139,18 @@ class Transcript : public rig::Controller
                 reaps ? client.have_children_reaped() : void();
                 append(messages, platform_log.take());
                 seen = {request};
-                append(seen, shown(messages));
+                append(seen, shown(messages, all_messages_));
                 if (request.starts_with(">>")) {
                     std::stable_partition(seen.begin() + 1, seen.end(),
                                           [](const auto &line) { return line[4] != '/'; });
                 }
                 append(seen, changes(before));
+                seen = abridged(seen);
                 return seen == told;
             },
-            only_waits || !(accepting || HasFailure()) ? 3000 : 300);
+            accepting || HasFailure() ? only_waits ? 3000 : 300 : 20'000);
         expect_in_error_log(messages);
+        all_messages_ = false;
         return seen;
     }
 
@@ -153,11 +160,13 @@ class Transcript : public rig::Controller
         const std::string what = words.empty() ? "#" : words[0];
         const std::string path = words.size() > 1 ? words[1] : "";
         if (what == "interface") {
-            interface(path, words.size() > 2 ? words[2] + "\n" : "up\n");
+            std::for_each(words.begin() + 1, words.end(), [](const auto &name) { interface(name); });
         } else if (what == "file") {
-            rig::write_file(path, words.size() > 2 ? words[2] : "");
+            rig::write_file(path, words.size() > 2 ? rig::repeated(words[2]) : "");
         } else if (what == "folder") {
             fs::create_directories(path);
+        } else if (what == "messages") {
+            all_messages_ = true;
         } else if (what == "link") {
             fs::create_directories(fs::path(path).parent_path());
             fs::remove(path);
@@ -219,14 +228,33 @@ class Transcript : public rig::Controller
         return lines;
     }
 
-    // The messages but those that each request brings.
-    static Lines shown(const Lines &messages)
+    static Lines abridged(const Lines &lines)
+    {
+        constexpr ptrdiff_t kMany = 20;
+        Lines result;
+        for (auto line = lines.begin(); line != lines.end();) {
+            const auto other = std::find_if(line, lines.end(), [&line](const auto &text) { return text != *line; });
+            std::string text;
+            for (auto c = line->begin(); c != line->end();) {
+                const auto end = std::find_if(c, line->end(), [&c](char next) { return next != *c; });
+                text += end - c < kMany ? std::string(c, end) : *c + ("*" + std::to_string(end - c));
+                c = end;
+            }
+            result.push_back(text + (other - line > 1 ? " (" + std::to_string(other - line) + " times)" : ""));
+            line = other;
+        }
+        return result;
+    }
+
+    // All messages but those that each request brings, or the complaints alone; the tools among them in any case.
+    static Lines shown(const Lines &messages, bool all)
     {
         Lines lines;
         for (const std::string &message : messages) {
             const bool usual =
                 message.starts_with("5 rd_server ") || message == "6 rd_server server received empty frame";
-            if (!usual) {
+            const bool reaped = message.starts_with("6 rd_server reaped");
+            if (all ? !usual : message[0] < '4' || reaped) { // '/' of a tool is less
                 const size_t time = message.find(" at ", message.find("rd_systemd_service_control"));
                 lines.push_back("    " + message.substr(0, time) + (time < message.size() ? " at TIME" : "") +
                                 (message.ends_with(' ') ? "|" : ""));
@@ -237,6 +265,32 @@ class Transcript : public rig::Controller
 
     const File &file_;
     Case &told_;
+    bool all_messages_ = false;
+};
+
+// Registered when several transcripts are given.
+class EveryCommand : public testing::Test
+{
+  public:
+    explicit EveryCommand(const std::vector<File> &files) : files_(files) {}
+
+    void TestBody() override
+    {
+        std::set<std::string> told = {""};
+        for (const File &file : files_) {
+            for (const Case &each : file.cases) {
+                for (const std::string &line : each.lines) {
+                    told.insert(line.starts_with(">") ? rig::words_of(line).at(1) : "");
+                }
+            }
+        }
+        for (const char *command : kCommands) {
+            EXPECT_TRUE(told.contains(command)) << command << " has no case";
+        }
+    }
+
+  private:
+    const std::vector<File> &files_;
 };
 
 File load(const char *path)
@@ -289,6 +343,10 @@ int main(int argc, char *argv[])
             testing::RegisterTest(file.name.c_str(), each.title.c_str(), nullptr, nullptr, __FILE__, __LINE__,
                                   [&file, &each] { return new Transcript(file, each); });
         }
+    }
+    if (files.size() > 1) {
+        testing::RegisterTest("Transcripts", "TellEveryCommand", nullptr, nullptr, __FILE__, __LINE__,
+                              [&files] { return new EveryCommand(files); });
     }
     const int status = RUN_ALL_TESTS();
     for (const File &file : files) {
