@@ -1,7 +1,7 @@
 // Stands at the path of every tool in the private controller. It notes how it was called and ends as it was told.
 //
 //   /rig/calls    gets the words of each call, one call a line; " (loud)" behind them unless both standard output and
-//                 standard error are /dev/null
+//                 standard error can be written to and are /dev/null
 //   /rig/state    gets what the last call inherited
 //   /rig/answers  lines "STATUS DELAY_MS WORDS": the first whose WORDS begin the call decides the exit status (or the
 //                 signal -STATUS) and how long the tool runs; without one it ends at once with 0
@@ -44,10 +44,21 @@ static void note_in_order(const std::string &words)
     close(fd);
 }
 
-// Standard input, descriptors above 2, and the blocked and ignored signals.
+static bool is_quiet(int fd)
+{
+    return target_of(std::to_string(fd)) == "/dev/null" && write(fd, "x", 1) == 1;
+}
+
+// The environment, working directory and umask, standard input, descriptors above 2, and the blocked and ignored signals.
 static std::string inherited()
 {
-    std::string state = "stdin=" + target_of("0") + " others=";
+    char *const cwd = get_current_dir_name();
+    std::string state = "cwd=" + std::string(cwd) + " env=";
+    free(cwd);
+    for (char **variable = environ; *variable != nullptr; variable++) {
+        state += *variable + std::string(",");
+    }
+    state += " stdin=" + target_of("0") + " others=";
     DIR *descriptors = opendir("/proc/self/fd");
     while (const dirent *entry = readdir(descriptors)) {
         const long fd = strtol(entry->d_name, nullptr, 10);
@@ -59,10 +70,11 @@ static std::string inherited()
     FILE *status = fopen("/proc/self/status", "re");
     char line[256];
     while (fgets(line, sizeof line, status) != nullptr) {
-        if (strncmp(line, "SigBlk:", 7) == 0 || strncmp(line, "SigIgn:", 7) == 0) {
-            line[strcspn(line, "\n")] = '\0';
-            state += std::string(" ") + std::string(line, 6) + "=" +
-                     (strtoull(line + 7, nullptr, 16) == 0 ? "none" : line + 8);
+        for (const char *name : {"Umask:", "SigBlk:", "SigIgn:"}) {
+            if (strncmp(line, name, strlen(name)) == 0) {
+                line[strcspn(line, "\n")] = '\0';
+                state += std::string(" ") + name + (line + strlen(name) + 1);
+            }
         }
     }
     fclose(status);
@@ -76,10 +88,9 @@ int main(int argc, char *argv[])
         const bool plain = argv[i][0] != '\0' && strchr(argv[i], ' ') == nullptr;
         words += (i > 0 ? " " : "") + (plain ? std::string(argv[i]) : "'" + std::string(argv[i]) + "'");
     }
-    const bool quiet = target_of("1") == "/dev/null" && target_of("2") == "/dev/null";
     unlink("/rig/state");
     append("/rig/state", inherited());
-    const std::string call = words + (quiet ? "" : " (loud)");
+    const std::string call = words + (is_quiet(STDOUT_FILENO) && is_quiet(STDERR_FILENO) ? "" : " (loud)");
     append("/rig/calls", call + "\n");
     if (access("/rig/in-order", F_OK) == 0) {
         note_in_order(call);
