@@ -9,20 +9,24 @@ namespace avahi
 std::unique_ptr<Script> script;
 }
 
-using avahi::Object;
 using avahi::script;
 
-struct AvahiSimplePoll : Object {
+struct AvahiSimplePoll {
+    static constexpr const char *kKind = "poll";
     std::atomic<bool> quit = false;
     AvahiPoll api{};
 };
-struct AvahiClient : Object {
+struct AvahiClient {
+    static constexpr const char *kKind = "client";
 };
-struct AvahiEntryGroup : Object {
+struct AvahiEntryGroup {
+    static constexpr const char *kKind = "group";
 };
-struct AvahiServiceBrowser : Object {
+struct AvahiServiceBrowser {
+    static constexpr const char *kKind = "browser";
 };
-struct AvahiServiceResolver : Object {
+struct AvahiServiceResolver {
+    static constexpr const char *kKind = "resolver";
 };
 
 static void note(const std::string &what)
@@ -32,16 +36,12 @@ static void note(const std::string &what)
 }
 
 template <typename T>
-static T *make(const std::string &kind)
+static T *make()
 {
-    note(kind);
-    if (script->failing.contains(kind)) {
-        return nullptr;
-    }
-    auto *object = new T{};
-    object->kind = kind;
     const std::lock_guard lock(script->mutex);
-    script->live.insert(object);
+    script->asked.emplace_back(T::kKind);
+    T *const object = script->failing.contains(T::kKind) ? nullptr : new T{};
+    object != nullptr ? void(script->live.insert(object)) : void();
     return object;
 }
 
@@ -49,30 +49,18 @@ template <typename T>
 static T *alive(T *object)
 {
     const std::lock_guard lock(script->mutex);
-    EXPECT_TRUE(script->live.count(object) != 0) << "not a live object";
+    EXPECT_TRUE(script->live.contains(object)) << "not a live " << T::kKind;
     return object;
 }
 
 template <typename T>
-static void destroy(T *object)
-{
-    note("free " + alive(object)->kind);
-    {
-        const std::lock_guard lock(script->mutex);
-        script->live.erase(object);
-    }
-    delete object;
-}
-
-// Frees what belongs to a client, if it is still there.
-template <typename T>
-static void free_with_client(T *object)
+static int destroy(T *object, const char *before = "", const char *after = "")
 {
     const std::lock_guard lock(script->mutex);
-    if (script->live.erase(object) != 0) {
-        script->asked.push_back("(free " + object->kind + ")");
-        delete object;
-    }
+    EXPECT_EQ(script->live.erase(object), 1U) << "not a live " << T::kKind;
+    script->asked.push_back(before + std::string("free ") + T::kKind + after);
+    delete object;
+    return 0;
 }
 
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the headers name parameters by a letter
@@ -92,7 +80,7 @@ AvahiSimplePoll *avahi_simple_poll_new()
         std::unique_lock lock(script->mutex);
         script->changed.wait(lock, [] { return !script->hold_polls; });
     }
-    return make<AvahiSimplePoll>("poll");
+    return make<AvahiSimplePoll>();
 }
 
 const AvahiPoll *avahi_simple_poll_get(AvahiSimplePoll *poll)
@@ -113,7 +101,6 @@ int avahi_simple_poll_loop(AvahiSimplePoll *poll)
     note("loop");
     std::unique_lock lock(script->mutex);
     script->running_loops++;
-    script->changed.notify_all();
     while (!poll->quit && (script->endless || !script->events.empty())) {
         if (script->events.empty()) {
             script->changed.wait(lock);
@@ -137,9 +124,8 @@ void avahi_simple_poll_free(AvahiSimplePoll *poll)
 AvahiClient *avahi_client_new(const AvahiPoll * /*api*/, AvahiClientFlags flags, AvahiClientCallback callback,
                               void *userdata, int *error)
 {
-    EXPECT_EQ(flags, AVAHI_CLIENT_NO_FAIL);
-    EXPECT_EQ(userdata, nullptr);
-    auto *client = make<AvahiClient>("client");
+    EXPECT_TRUE(flags == AVAHI_CLIENT_NO_FAIL && userdata == nullptr);
+    auto *client = make<AvahiClient>();
     if (client == nullptr && error != nullptr) {
         *error = AVAHI_ERR_DBUS_ERROR;
     }
@@ -156,10 +142,10 @@ AvahiClient *avahi_client_new(const AvahiPoll * /*api*/, AvahiClientFlags flags,
     return client;
 }
 
-void avahi_client_free(AvahiClient *client)
+void avahi_client_free(AvahiClient *client) // and what belongs to it, if it is still there
 {
-    free_with_client(script->group);
-    free_with_client(script->resolver);
+    script->live.contains(script->group) ? destroy(script->group, "(", ")") : 0;
+    script->live.contains(script->resolver) ? destroy(script->resolver, "(", ")") : 0;
     destroy(client);
 }
 
@@ -172,14 +158,11 @@ int avahi_client_errno(AvahiClient *client)
 AvahiEntryGroup *avahi_entry_group_new(AvahiClient *client, AvahiEntryGroupCallback callback, void *userdata)
 {
     alive(client);
-    EXPECT_EQ(userdata, nullptr);
-    auto *group = make<AvahiEntryGroup>("group");
+    auto *group = make<AvahiEntryGroup>();
     script->group = group;
     script->group_cb = callback;
     script->group_filled = false;
-    if (group != nullptr) {
-        callback(group, AVAHI_ENTRY_GROUP_UNCOMMITED, userdata);
-    }
+    group != nullptr ? callback(group, AVAHI_ENTRY_GROUP_UNCOMMITED, userdata) : void();
     return group;
 }
 
@@ -223,8 +206,7 @@ int avahi_entry_group_reset(AvahiEntryGroup *group)
 
 int avahi_entry_group_free(AvahiEntryGroup *group)
 {
-    destroy(group);
-    return 0;
+    return destroy(group);
 }
 
 AvahiClient *avahi_entry_group_get_client(AvahiEntryGroup *group)
@@ -239,18 +221,16 @@ AvahiServiceBrowser *avahi_service_browser_new(AvahiClient *client, AvahiIfIndex
 {
     EXPECT_TRUE(userdata == alive(client) && domain == nullptr && flags == 0 && protocol == AVAHI_PROTO_UNSPEC);
     note("browse " + std::string(type) + " if=" + std::to_string(interface));
-    auto *browser = make<AvahiServiceBrowser>("browser");
+    auto *browser = make<AvahiServiceBrowser>();
     const std::lock_guard lock(script->mutex);
     script->browser = browser;
     script->browser_cb = callback;
-    script->browser_data = userdata;
     return browser;
 }
 
 int avahi_service_browser_free(AvahiServiceBrowser *browser)
 {
-    destroy(browser);
-    return 0;
+    return destroy(browser);
 }
 
 AvahiClient *avahi_service_browser_get_client(AvahiServiceBrowser *browser)
@@ -267,16 +247,14 @@ AvahiServiceResolver *avahi_service_resolver_new(AvahiClient *client, AvahiIfInd
     EXPECT_TRUE(userdata == alive(client) && address_protocol == AVAHI_PROTO_UNSPEC && flags == 0);
     note("resolve " + std::string(name) + " " + type + " " + domain + " if=" + std::to_string(interface) +
          " proto=" + std::to_string(protocol));
-    auto *resolver = make<AvahiServiceResolver>("resolver");
-    script->resolver = resolver;
+    script->resolver = make<AvahiServiceResolver>();
     script->resolver_cb = callback;
-    return resolver;
+    return script->resolver;
 }
 
 int avahi_service_resolver_free(AvahiServiceResolver *resolver)
 {
-    destroy(resolver);
-    return 0;
+    return destroy(resolver);
 }
 
 AvahiClient *avahi_service_resolver_get_client(AvahiServiceResolver *resolver)

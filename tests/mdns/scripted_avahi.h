@@ -7,7 +7,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
-#include <map>
 #include <mutex>
 #include <set>
 
@@ -19,10 +18,6 @@
 namespace avahi
 {
 
-struct Object {
-    std::string kind;
-};
-
 // The script, and what came of it.
 struct Script {
     using Event = std::function<void()>;
@@ -32,13 +27,13 @@ struct Script {
     std::deque<Event> in_new;      // run inside avahi_client_new, one a client
     std::deque<Event> events;      // run by the loops, in order
     bool endless = false;          // whether a loop without events waits to be asked to quit, or ends
+    bool hold_polls = false;       // makes avahi_simple_poll_new wait
 
     std::mutex mutex;
     std::condition_variable changed;
     rig::Lines asked;
     std::set<const void *> live;
     int running_loops = 0;
-    bool hold_polls = false; // makes avahi_simple_poll_new wait
 
     // The newest objects and their callbacks.
     AvahiClient *client = nullptr;
@@ -49,22 +44,29 @@ struct Script {
     AvahiEntryGroupCallback group_cb = nullptr;
     AvahiServiceBrowserCallback browser_cb = nullptr;
     AvahiServiceResolverCallback resolver_cb = nullptr;
-    void *browser_data = nullptr;
     bool group_filled = false;
 
     void state(AvahiClientState state) { client_cb(client, state, nullptr); }
-    void wait_for_loop()
+    // The browser tells of a service.
+    void browsed(AvahiBrowserEvent event, const char *name = "srv", const char *type = "_a._tcp")
     {
-        std::unique_lock lock(mutex);
-        EXPECT_TRUE(changed.wait_for(lock, std::chrono::seconds(10), [this] { return running_loops > 0; }));
+        browser_cb(browser, 5, AVAHI_PROTO_INET, event, name, type, "local", AvahiLookupResultFlags(0), client);
     }
-    void wait_for_end() // of all that was made
+    void wait_until(const std::function<bool()> &condition)
     {
-        EXPECT_TRUE(rig::wait_until([this] {
+        EXPECT_TRUE(rig::wait_until([this, &condition] {
             const std::lock_guard lock(mutex);
-            return live.empty();
+            return condition();
         }));
     }
+    void wait_for_loop()
+    {
+        wait_until([this] { return running_loops > 0; });
+    }
+    void wait_for_end()
+    {
+        wait_until([this] { return live.empty(); });
+    } // of all that was made
 };
 
 extern std::unique_ptr<Script> script; // renewed for each test
