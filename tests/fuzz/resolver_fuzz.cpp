@@ -1,43 +1,13 @@
 // What answers a browse from the network. An input is four bytes that decide how the world answers, one for the address
 // family, and texts, each behind a byte with its length: name, type, domain, host, address, the items of the TXT record.
 
+#include "mdns/browse.h"
+#include "mdns/scripted_avahi.h"
 #include "world.h"
 
-#include "mdns/browse.cpp" // NOLINT(bugprone-suspicious-include): for its static functions
+#include <string_view>
 
-#include <string>
-
-// Avahi: a resolver is a block of memory that must be freed once.
-
-static AvahiServiceResolver *new_resolver;
-static int an_object;
-static AvahiClient *const kClient = reinterpret_cast<AvahiClient *>(&an_object);
-
-int avahi_client_errno(AvahiClient * /*client*/)
-{
-    return AVAHI_ERR_TIMEOUT;
-}
-
-AvahiClient *avahi_service_resolver_get_client(AvahiServiceResolver * /*resolver*/)
-{
-    return kClient;
-}
-
-int avahi_service_resolver_free(AvahiServiceResolver *resolver)
-{
-    free(resolver);
-    return 0;
-}
-
-AvahiServiceResolver *avahi_service_resolver_new(AvahiClient * /*client*/, AvahiIfIndex /*interface*/,
-                                                 AvahiProtocol /*protocol*/, const char * /*name*/,
-                                                 const char * /*type*/, const char * /*domain*/,
-                                                 AvahiProtocol /*a_protocol*/, AvahiLookupFlags /*flags*/,
-                                                 AvahiServiceResolverCallback callback, void * /*userdata*/)
-{
-    new_resolver = callback == av_resolve_cb ? reinterpret_cast<AvahiServiceResolver *>(malloc(1)) : nullptr;
-    return new_resolver;
-}
+using avahi::script;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
@@ -66,15 +36,28 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         txt = avahi_string_list_add_arbitrary(txt, reinterpret_cast<const uint8_t *>(item.data()), item.size());
     }
 
-    world::begin(luck, nullptr);
-    auto *const browser = reinterpret_cast<AvahiServiceBrowser *>(&an_object);
-    for (const auto event : {AVAHI_BROWSER_NEW, AVAHI_BROWSER_REMOVE}) {
-        av_browse_cb(browser, 2, address.proto, event, name.c_str(), type.c_str(), domain.c_str(), {}, kClient);
+    if (script->browser == nullptr) { // one browse for all inputs, whose thread does nothing
+        script->endless = true;
+        av_start_mdns_console_browse(5, "_a._tcp");
+        script->wait_for_loop();
     }
+    const size_t live = script->live.size();
+    script->asked.clear();
+    world::begin(luck, nullptr);
+    script->browsed(AVAHI_BROWSER_REMOVE, name.c_str(), type.c_str());
+    script->browsed(AVAHI_BROWSER_NEW, name.c_str(), type.c_str());
     const auto event = world::choose(8) == 1 ? AVAHI_RESOLVER_FAILURE : AVAHI_RESOLVER_FOUND;
-    av_resolve_cb(new_resolver, 2, address.proto, event, name.c_str(), type.c_str(), domain.c_str(), host.c_str(),
-                  world::choose(8) == 1 ? nullptr : &address, 0, txt, {}, kClient);
-    avahi_string_list_free(txt);
+    script->resolver_cb(script->resolver, 2, address.proto, event, name.c_str(), type.c_str(), domain.c_str(),
+                        host.c_str(), world::choose(8) == 1 ? nullptr : &address, 0, txt, {}, script->client);
     world::end();
+    avahi_string_list_free(txt);
+    if (script->live.size() != live || testing::Test::HasFailure()) {
+        world::broken("Avahi's objects are used or freed wrongly");
+    }
+    const std::string file = rig::read_file("/run/q7net/dhcp/vsizt");
+    if (file != "(none)" && !file.empty() &&
+        (!file.starts_with("VSI=") || file.find_first_of("\r\n") != file.size() - 1)) {
+        world::broken("the provisioning file holds '%s'", file.c_str());
+    }
     return 0;
 }

@@ -1,229 +1,282 @@
-// Stand-ins: the linker puts __wrap_NAME in the place of NAME.
-
 #include "world.h"
 
-#include "base/child.h"
+#include "fields.h"
+#include "mdns/scripted_avahi.h"
+#include "rig/tools.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
+#include <csignal>
+#include <cstdarg>
+#include <ctime>
+#include <string>
 
-#include <net/if.h>
-#include <signal.h>
-#include <sys/ioctl.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
-#include <vaskdlog.h>
 
-using world::check_text;
+using world::broken;
 using world::choose;
 
+static constexpr const char *kErrorLog = "/run/q7net/q7neterrs";
+
+// What is read but never written.
+static constexpr const char *kRead[] = {
+    "/run/@(q7net/serverconfigagent|dhclientslbc|udhcpd_usbpt).pid",
+    "/etc/lldpd.d/q7*.packet",
+    "/proc/+([0-9])/cmdline",
+    "/sys/class/net/*/operstate",
+    "/sys/kernel/config/usb_gadget/usbpt/functions/@(ecm|rndis).0/ifname",
+};
+// The one path that is cut on purpose: such a setting reads as absent.
+static constexpr const char *kCutSetting = "/proc/sys/net/ipv6/conf/*/*";
+static constexpr size_t kCutLength = 49;
+
 // What a file may hold when not all goes well.
-static constexpr std::string_view kOtherTexts[] = {
+static constexpr const char *kOtherTexts[] = {
     "",       "\n",       "0\n",          "1\n",  "-1\n",
     "down\n", "no digit", "4294967298\n", "4711", "0123456789012345678901234567890123456789"};
 
-// An open file, with a descriptor, so that one left open is found out.
-struct OpenFile {
-    const world::Place *place;
-    std::string text;
-    bool full;
-    size_t read = 0;
-    int descriptor = dup(STDERR_FILENO);
+// Texts of requests that become words of tools without having been looked at by a validator.
+static constexpr struct {
+    uint32_t cmd;
+    const char *field;
+} kUnchecked[] = {
+    {RD_CMD_AUTOCONFIG, "autoconf_arg"}, // one word, for the script to understand
+    {RD_CMD_FIREWALL, "argument"},       // the same
+    {RD_CMD_BC_IP_RULES, "ifname"},      // what begins with "none", and a table that begins with "rt2"
+    {RD_CMD_BC_IP_RULES, "address"},
+    {RD_CMD_BC_IP_RULES, "netmask"},
+    {RD_CMD_BC_IP_RULES, "gateway"},
+    {RD_CMD_BC_IP_RULES, "dns"},
+    {RD_CMD_BC_IP_RULES, "table"},
+    {RD_CMD_USBNIC, "device_mac"}, // ip judges addresses
+    {RD_CMD_USBNIC, "address"},
+    {RD_CMD_MGMT_RECONFIG, "mac"},
+    {RD_CMD_SIDEBAND, "macv2_mac"},
+    {RD_CMD_SIDEBAND, "macv3_mac"}, // and all of this command: its refusals are in the log
+    {RD_CMD_STATIC_ADDRS, "ifname"},
+    {RD_CMD_STATIC_ADDRS, "address"},
+    {RD_CMD_STATIC_ADDRS, "gateway"},
+    {RD_CMD_STATIC_ADDRS, "lladdr"},
+    {RD_CMD_STATIC_ADDRS, "router"},
+    {RD_CMD_STATIC_ADDRS, "prefix"},
 };
 
-static std::string gadget_controller; // as written last
+static uint32_t luck_left;
+static rig::Lines running_texts; // texts of the request that fill their fields, which nobody may ever see whole
+static rig::Lines unchecked;     // those of the list above
+static int lowest_descriptor;
+static int standard_error; // which children close
+static bool running;
+static volatile bool *const is_broken = static_cast<volatile bool *>( // also in a child
+    mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 
-static bool is_file(const OpenFile &file, std::string_view name)
+void world::broken(const char *format, ...)
 {
-    return std::string_view(file.place->path).ends_with(name);
-}
-
-static ssize_t read_text(void *cookie, char *buffer, size_t size)
-{
-    auto *const file = static_cast<OpenFile *>(cookie);
-    const size_t length = file->text.copy(buffer, size, file->read);
-    file->read += length;
-    return static_cast<ssize_t>(length);
-}
-
-static ssize_t write_text(void *cookie, const char *buffer, size_t size)
-{
-    auto *const file = static_cast<OpenFile *>(cookie);
-    errno = ENOSPC;
-    return file->full ? 0 : (file->text.append(buffer, size), static_cast<ssize_t>(size));
-}
-
-static int close_text(void *cookie)
-{
-    const std::unique_ptr<OpenFile> file(static_cast<OpenFile *>(cookie));
-    close(file->descriptor);
-    if (is_file(*file, "/q7neterrs")) {
-        world::check_line(file->text, "the error log");
-    } else if (is_file(*file, "/vsizt") && !file->full) {
-        if (!file->text.starts_with("VSI=") || file->text.find_first_of("\r\n") != file->text.size() - 1) {
-            world::broken("the provisioning file holds '%s'", file->text.c_str());
-        }
-    } else if (is_file(*file, "/UDC")) {
-        gadget_controller = file->text;
-    }
-    return 0;
-}
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
-extern "C" {
-
-FILE *__wrap_fopen64(const char *path, const char *mode)
-{
-    const world::Place *const place = world::check_place(path, mode[0]);
-    const bool reading = mode[0] == 'r';
-    if (mode[0] != 'a' && choose(8) == 1) {
-        errno = ENOENT;
-        return nullptr;
-    }
-    auto file = std::make_unique<OpenFile>(OpenFile{place, "", mode[0] == 'w' && choose(4) == 1});
-    if (reading) {
-        const unsigned other = choose(1 + std::size(kOtherTexts));
-        file->text = other != 0 ? kOtherTexts[other - 1] : is_file(*file, "/UDC") ? gadget_controller : place->text;
-    }
-    return fopencookie(file.release(), reading ? "r" : "w", {read_text, write_text, nullptr, close_text});
-}
-
-int __real_unlink(const char *path);
-int __wrap_unlink(const char *path)
-{
-    if (!world::is_running()) {
-        return __real_unlink(path); // of the fuzzer, an input
-    }
-    world::check_place(path, 'd');
-    return choose(2) == 0 ? 0 : -1;
-}
-
-int __real_fputs(const char *text, FILE *file);
-int __wrap_fputs(const char *text, FILE *file)
-{
-    check_text(text, "fputs");
-    return __real_fputs(text, file);
-}
-
-int __real_vsnprintf(char *buffer, size_t size, const char *format, va_list args);
-int __wrap_vsnprintf(char *buffer, size_t size, const char *format, va_list args)
-{
-    world::check_formatted(format, args);
-    return __real_vsnprintf(buffer, size, format, args);
-}
-
-int __wrap_sethostname(const char *name, size_t length)
-{
-    check_text(name, "sethostname");
-    return strlen(name) == length && choose(2) == 0 ? 0 : -1;
-}
-
-int __wrap_setdomainname(const char *name, size_t length)
-{
-    return __wrap_sethostname(name, length);
-}
-
-int __wrap_kill(pid_t pid, int sig)
-{
-    if (pid <= 1 || sig != SIGKILL) {
-        world::broken("signal %d to process %d", sig, pid);
-    }
-    return choose(2) == 0 ? 0 : -1;
-}
-
-int __wrap_socket(int family, int type, int /*protocol*/)
-{
-    if (family != AF_PACKET || type != (SOCK_RAW | SOCK_CLOEXEC)) {
-        world::broken("a socket of family %d and type %d", family, type);
-    }
-    return choose(4) == 1 ? -1 : dup(STDERR_FILENO);
-}
-
-int __wrap_ioctl(int /*fd*/, unsigned long request, ifreq *interface)
-{
-    if (request != SIOCGIFINDEX || memchr(interface->ifr_name, '\0', sizeof interface->ifr_name) == nullptr) {
-        world::broken("ioctl %lu", request);
-    }
-    interface->ifr_ifindex = 2;
-    return choose(4) == 1 ? -1 : 0;
-}
-
-ssize_t __wrap_sendto(int /*fd*/, const void *bytes, size_t size, int /*flags*/, const sockaddr * /*to*/,
-                      socklen_t /*length*/)
-{
-    const std::string sent(static_cast<const char *>(bytes), size); // reads it all
-    return choose(4) == 1 ? -1 : static_cast<ssize_t>(sent.size());
-}
-
-[[noreturn]] void __wrap__exit(int /*status*/)
-{
-    throw world::Ended();
-}
-
-// Children come from the two functions below and from nowhere else.
-[[noreturn]] pid_t __wrap_fork()
-{
-    world::broken("a child past rd_exec_cmd and rd_fork");
-}
-
-[[noreturn]] pid_t __wrap_vfork()
-{
-    __wrap_fork();
-}
-
-int __wrap__Z11rd_exec_cmdPKPKcii(const char *const argv[], int wait, int /*quiet*/)
-{
-    constexpr std::array kStatus = {0, 0x100, 0xff00, -1};
-    world::check_words(argv);
-    const int status = kStatus[choose(kStatus.size())];
-    return wait == 1 || status == -1 ? status : 0;
-}
-
-pid_t __wrap__Z7rd_forkv()
-{
-    constexpr std::array kResults = {0, 4711, -1};
-    return kResults[choose(kResults.size())];
-}
-
-void __wrap__Z14rd_clean_childv() {}
-
-int __wrap__Z19rd_stdio_to_devnullv()
-{
-    return 0;
-}
-
-void __wrap__Z11rd_sleep_usl(int64_t microseconds)
-{
-    if (microseconds < 0 || microseconds > 10'000'000) {
-        world::broken("a sleep of %ld us", static_cast<long>(microseconds));
-    }
-}
-
-// The platform's library, which is not linked.
-
-int tattletale_standin1_execv(const char *path, char *const argv[])
-{
-    world::check_words(argv);
-    if (strcmp(path, argv[0]) != 0) {
-        world::broken("%s is run as %s", path, argv[0]);
-    }
-    return choose(2) == 0 ? throw world::Ended() : -1;
-}
-
-void vaskprintf(int /*level*/, int /*area*/, const char *format, ...)
-{
+    running = false;
+    *is_broken = true;
     va_list args;
     va_start(args, format);
-    world::check_formatted(format, args);
-    char line[4096];
-    const int length = __real_vsnprintf(line, sizeof line, format, args);
-    world::check_line({line, std::min(static_cast<size_t>(length), sizeof line - 1)}, "the platform log");
+    dprintf(standard_error, "\nBROKEN PROMISE: ");
+    vdprintf(standard_error, format, args);
+    dprintf(standard_error, "\n");
     va_end(args);
+    abort();
+}
+
+unsigned world::choose(unsigned outcomes)
+{
+    const uint32_t chosen = luck_left % outcomes;
+    luck_left /= outcomes;
+    return chosen;
+}
+
+static int take_lowest_descriptor()
+{
+    const int fd = dup(STDERR_FILENO);
+    close(fd);
+    return fd;
+}
+
+void world::begin(uint32_t luck, const RequestFrame *request)
+{
+    luck_left = luck;
+    running_texts.clear();
+    unchecked.clear();
+    rig::Lines legitimate;
+    for (const Field &field : kFields) {
+        if (request == nullptr || field.cmd != request->header.cmd || !field.is_text) {
+            continue;
+        }
+        const char *const text = reinterpret_cast<const char *>(request) + field.offset;
+        const bool runs = strnlen(text, field.size) == field.size;
+        const std::string seen(text, strnlen(text, field.size - 1));
+        legitimate.push_back(seen);
+        runs ? running_texts.emplace_back(text, field.size) : seen;
+        for (const auto &[cmd, name] : kUnchecked) {
+            if (cmd == field.cmd && name == std::string_view(field.name) && !seen.empty()) {
+                unchecked.push_back(seen);
+            }
+        }
+    }
+    std::erase_if(running_texts, [&legitimate](const std::string &text) { // what another may well show
+        return std::any_of(legitimate.begin(), legitimate.end(),
+                           [&text](const std::string &other) { return other.find(text) != std::string::npos; });
+    });
+    std::sort(unchecked.begin(), unchecked.end(),
+              [](const std::string &one, const std::string &other) { return one.size() > other.size(); });
+    lowest_descriptor = take_lowest_descriptor();
+    running = true;
+}
+
+static void check_text(const std::string &text, const char *where)
+{
+    for (const std::string &runs : running_texts) {
+        if (text.find(runs) != std::string::npos) {
+            broken("%s: '%s' runs out of its field in '%s'", where, runs.c_str(), text.c_str());
+        }
+    }
+}
+
+static void check_line(const std::string &line, const char *where)
+{
+    const auto is_control = [](char c) { return (c >= 0 && c < ' ') || c == 0x7f; };
+    if (!line.ends_with('\n') || std::any_of(line.begin(), line.end() - 1, is_control)) {
+        broken("no clean line in %s: '%s'", where, line.c_str());
+    }
+    check_text(line, where);
+}
+
+// What every validator refuses is only in texts that none looked at.
+static bool is_checked(std::string word)
+{
+    for (const std::string &text : unchecked) {
+        const size_t at = word.find(text);
+        at != std::string::npos ? word.erase(at, text.size()) : word;
+    }
+    return std::all_of(word.begin(), word.end(),
+                       [](char c) { return c >= ' ' && c <= '~' && strchr("&;<>|", c) == nullptr; });
+}
+
+void world::end()
+{
+    running = false;
+    while (waitpid(-1, nullptr, WNOHANG) > 0) { // tools that nobody waited for
+    }
+    if (*is_broken) {
+        abort(); // in a child, which has told
+    }
+    if (take_lowest_descriptor() != lowest_descriptor) {
+        broken("a descriptor is left open");
+    }
+    if (std::FILE *const log = fopen(kErrorLog, "re")) {
+        char line[8192];
+        while (fgets(line, sizeof line, log) != nullptr) {
+            check_line(line, kErrorLog);
+        }
+        fclose(log);
+        truncate(kErrorLog, 0);
+    }
+}
+
+static std::FILE *open_really(const char *path, const char *mode)
+{
+    static const auto real = reinterpret_cast<decltype(&fopen64)>(dlsym(RTLD_NEXT, "fopen64"));
+    return real(path, mode);
+}
+
+// These come before the C library's.
+extern "C" {
+
+std::FILE *fopen64(const char *path, const char *mode)
+{
+    if (!running) {
+        return open_really(path, mode);
+    }
+    const auto is_at = [path](const char *pattern) { return fnmatch(pattern, path, FNM_PATHNAME | FNM_EXTMATCH) == 0; };
+    const bool reading = mode[0] == 'r';
+    const bool good = rig::is_its_file(path) || (reading && std::any_of(std::begin(kRead), std::end(kRead), is_at)) ||
+                      (reading && strlen(path) == kCutLength && is_at(kCutSetting));
+    if (!good || strstr(path, "/./") != nullptr || strstr(path, "/../") != nullptr) {
+        broken("%s is opened for '%s'", path, mode);
+    }
+    check_text(path, "a path");
+    const unsigned other = choose(2 + std::size(kOtherTexts));
+    if (other == 1) {
+        errno = EMFILE;
+        return nullptr;
+    }
+    return reading && other > 1
+               ? fmemopen(const_cast<char *>(kOtherTexts[other - 2]), strlen(kOtherTexts[other - 2]) + 1, "r")
+               : open_really(other > 1 ? "/dev/full" : path, mode);
+}
+
+int clock_nanosleep(clockid_t /*clock*/, int /*flags*/, const timespec *until, timespec * /*left*/)
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (running && until->tv_sec > now.tv_sec + 10) {
+        broken("a sleep of more than ten seconds");
+    }
+    return 0;
+}
+
+int execv(const char *path, char *const argv[])
+{
+    if (std::find(std::begin(kTools), std::end(kTools), std::string_view(path)) == std::end(kTools) ||
+        strcmp(path, argv[0]) != 0) {
+        broken("%s is run as %s", path, argv[0]);
+    }
+    for (size_t i = 0; argv[i] != nullptr; i++) {
+        check_text(argv[i], path);
+        if (i > 16 || strlen(argv[i]) >= RD_PAYLOAD_SIZE || !is_checked(argv[i])) {
+            broken("%s gets a word too many, too long, or that was not checked: '%s'", path, argv[i]);
+        }
+    }
+    const unsigned how = choose(4);
+    if (how == 1) {
+        return -1; // not executed
+    }
+    _exit(how == 0 ? 0 : how == 2 ? 1 : 255);
+}
+
+ssize_t sendmsg(int /*socket*/, const msghdr *message, int /*flags*/) // to the platform log: header, ident, text
+{
+    const std::string text(static_cast<const char *>(message->msg_iov[2].iov_base), message->msg_iov[2].iov_len);
+    running ? check_line(text, "the platform log") : void();
+    return 1;
+}
+
+int LLVMFuzzerInitialize(int * /*argc*/, char *** /*argv*/)
+{
+    const std::string kept = fs::current_path();
+    rig::enter(rig::Tools::kRecording, kept.c_str());
+    chdir(kept.c_str());
+    setenv("TZ", "UTC0", 0); // no look at /etc/localtime for each record
+    standard_error = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 100);
+    avahi::script = std::make_unique<avahi::Script>();
+    // A browse may still wait in it.
+    atexit([] { [[maybe_unused]] static auto *const waited_in = avahi::script.release(); });
+    for (const char *folder : {"/sys/class/net/bond0/bonding", "/proc/sys/net/ipv4/conf/all", "/etc/lldpd.d",
+                               "/sys/kernel/config/usb_gadget/usbpt"}) {
+        fs::create_directories(folder);
+    }
+    for (const char *name : {"default", "eth0", "eth1", "eth2", "eth3", "bond0", "usbpt"}) {
+        rig::write_file("/sys/class/net/" + std::string(name) + "/operstate", "up\n");
+        for (const char *setting : {"disable_ipv6", "accept_ra", "addr_gen_mode"}) {
+            rig::write_file("/proc/sys/net/ipv6/conf/" + std::string(name) + "/" + setting, "0\n");
+        }
+    }
+    rig::write_file("/etc/lldpd.d/q7eth1.packet", std::string(64, 'x'));
+    for (const char *function : {"ecm", "rndis"}) {
+        rig::write_file("/sys/kernel/config/usb_gadget/usbpt/functions/" + std::string(function) + ".0/ifname",
+                        "usb0\n");
+    }
+    return 0;
 }
 
 } // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)

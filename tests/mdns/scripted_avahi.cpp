@@ -45,11 +45,16 @@ static T *make()
     return object;
 }
 
+static bool is_live(const void *object)
+{
+    const std::lock_guard lock(script->mutex);
+    return script->live.contains(object);
+}
+
 template <typename T>
 static T *alive(T *object)
 {
-    const std::lock_guard lock(script->mutex);
-    EXPECT_TRUE(script->live.contains(object)) << "not a live " << T::kKind;
+    EXPECT_TRUE(is_live(object)) << "not a live " << T::kKind;
     return object;
 }
 
@@ -144,8 +149,8 @@ AvahiClient *avahi_client_new(const AvahiPoll * /*api*/, AvahiClientFlags flags,
 
 void avahi_client_free(AvahiClient *client) // and what belongs to it, if it is still there
 {
-    script->live.contains(script->group) ? destroy(script->group, "(", ")") : 0;
-    script->live.contains(script->resolver) ? destroy(script->resolver, "(", ")") : 0;
+    is_live(script->group) ? destroy(script->group, "(", ")") : 0;
+    is_live(script->resolver) ? destroy(script->resolver, "(", ")") : 0;
     destroy(client);
 }
 

@@ -43,7 +43,7 @@ static void mount_new(const char *type, const fs::path &target)
     must(mount(type, target.c_str(), type, 0, nullptr) == 0, "mount " + target.string());
 }
 
-static void build_root(Tools tools, bool real_root, const fs::path &root, const fs::path &programs)
+static void build_root(Tools tools, bool real_root, const fs::path &root, const fs::path &programs, const char *kept)
 {
     mount_new("tmpfs", root);
     for (const char *folder : {"rig", "tmp", "run/q7net/dhcp", "etc", "var/lib", "dev", "usr/lib", "usr/sbin"}) {
@@ -85,8 +85,8 @@ static void build_root(Tools tools, bool real_root, const fs::path &root, const 
     for (const char *device : {"/dev/null", "/dev/full", "/dev/urandom"}) {
         bind(device, root / fs::path(device).relative_path());
     }
-    if (const char *counts = getenv("GCOV_PREFIX")) { // where programs that count what is executed leave their counts
-        bind(counts, root / fs::path(counts).relative_path());
+    if (kept != nullptr) {
+        bind(kept, root / fs::path(kept).relative_path());
     }
     mount_new("devpts", root / "dev/pts");
     fs::create_symlink("pts/ptmx", root / "dev/ptmx");
@@ -111,7 +111,7 @@ static int status_of(pid_t child)
 
 static Tools entered;
 
-void enter(Tools tools)
+void enter(Tools tools, const char *kept)
 {
     entered = tools;
     const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
@@ -136,7 +136,7 @@ void enter(Tools tools)
         }
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (depth == 0) {
-            build_root(tools, user == 0, "/mnt", programs);
+            build_root(tools, user == 0, "/mnt", programs, kept);
         }
     }
 }
@@ -301,6 +301,13 @@ static const char *const kItsFiles[] = {
     "/sys/kernel/config/usb_gadget/usbpt/UDC",
 };
 
+bool is_its_file(const std::string &path)
+{
+    return std::any_of(std::begin(kItsFiles), std::end(kItsFiles), [&path](const char *pattern) {
+        return fnmatch(pattern, path.c_str(), FNM_PATHNAME | FNM_EXTMATCH) == 0;
+    });
+}
+
 Controller::~Controller()
 {
     for (const char *folder : {"/etc", "/run", "/var", "/proc/sys/net", "/sys"}) {
@@ -309,12 +316,10 @@ Controller::~Controller()
         }
         for (const auto &entry : fs::recursive_directory_iterator(folder)) {
             const std::string path = entry.path();
-            const bool its = std::any_of(std::begin(kItsFiles), std::end(kItsFiles), [&path](const char *pattern) {
-                return fnmatch(pattern, path.c_str(), FNM_PATHNAME | FNM_EXTMATCH) == 0;
-            });
             const bool made = made_by_tests.contains(path) || path == "/etc/group" || path == "/etc/passwd" ||
                               path.starts_with("/run/bin/"); // programs that tests run
-            EXPECT_TRUE(its || made || entry.is_symlink() || !entry.is_regular_file()) << path << " was made";
+            EXPECT_TRUE(is_its_file(path) || made || entry.is_symlink() || !entry.is_regular_file())
+                << path << " was made";
         }
     }
 }

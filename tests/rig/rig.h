@@ -26,7 +26,10 @@ enum class Tools {
 
 // Moves the process into a private controller. To be called before anything else: returns in a child of the
 // caller, which waits and ends as the child does. The daemon and the programs of the rig are copied to /rig.
-void enter(Tools tools);
+//   kept  a folder that is there too; by default the one where programs that count what is executed leave their counts
+void enter(Tools tools, const char *kept = getenv("GCOV_PREFIX"));
+// Whether the daemon may make or change this file.
+bool is_its_file(const std::string &path);
 
 using Lines = std::vector<std::string>;
 
