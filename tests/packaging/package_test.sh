@@ -83,7 +83,7 @@ inside() {
     q7rdctl firewall ping apply >/dev/null 2>&1 &
     sleep 0.5
     check timeout 60 systemctl restart q7net-shellexec
-    check 'q7rdctl link lo up && pkill -f "sleep 1000"' # which goes on as all that the daemon started
+    check 'q7rdctl link lo up && pkill -x sleep' # which goes on as all that the daemon started
     check '[ "$(grep -cE "^Max (data size +100663296|file size +4194304|core file size +0) " /proc/$(pid)/limits)" = 3 ]'
 
     echo "# the publisher"
