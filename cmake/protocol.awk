@@ -102,7 +102,9 @@ FNR == NR {
             } else if (enumeration == "ResultCode") {
                 results = results row(value, word[1], comment)
             } else {
-                values[enumeration] = values[enumeration] (values[enumeration] == "" ? "" : ", ") value " " word[1]
+                # A number stays with its name where a column has room for both.
+                values[enumeration] = values[enumeration] (values[enumeration] == "" ? "" : ", ") value \
+                    (length(word[1]) > 24 ? " " : "\302\240") word[1]
             }
             value++
         }
@@ -146,10 +148,15 @@ function told(record, n,    text, first)
     return text
 }
 
-function table(record,    n, text)
+function table(record,    n, text, end)
 {
-    text = "|[ *offset*\n:[ *field*\n:[ *type*\n:[ *meaning*\n"
+    text = "|[ *offset*\n:[ *field*\n:[ *type*\n:< *meaning*\n"
     for (n = 1; n <= fields[record]; n++) {
+        if (n > 1 && offset[record, n] > end) {
+            text = text sprintf("|  %s\n:  \n:  %d bytes\n:  reserved\n", (record ~ /Entry$/ ? "+" : "") end, \
+                offset[record, n] - end)
+        }
+        end = offset[record, n] + count[record, n] * wide[record, n]
         text = text sprintf("|  %s\n:  %s\n:  %s%s\n:  %s\n", (record ~ /Entry$/ ? "+" : "") offset[record, n], \
             escaped(name[record, n]), count[record, n] > 1 ? count[record, n] " of " : "", type_of[record, n], \
             escaped(told(record, n)))

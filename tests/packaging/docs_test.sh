@@ -38,9 +38,25 @@ protocol=$(mandoc -T ascii -O width=200 "$man/q7net-protocol.7" | col -b)
 while read -r name; do
     grep -qw "$name" <<<"$protocol" || fail "q7net-protocol(7) has no $name"
 done < <(grep -oE '^    RD_(CMD|RC)_[A-Z0-9_]+' "$source/include/q7net/protocol.h")
-for page in q7net-shellexec.8 q7rdctl.1 q7net-protocol.7; do
+for page in q7net-shellexec.8 q7rdctl.1 q7net-protocol.7 q7net-integration.7; do
     mandoc -T lint -W error "$man/$page" || fail "$page"
+    # As a reader's terminal shows it, no name is cut in two; beside the client's examples nothing is too wide.
+    shown=$(LC_ALL=C.UTF-8 MANWIDTH=80 man -l "$man/$page" 2>/dev/null | col -bx)
+    ! grep -E '[A-Za-z0-9_][-‐]$' <<<"$shown" || fail "$page cuts names at 80 columns"
+    ! grep -vE '^ {11}q7rdctl ' <<<"$shown" | grep -E '.{81}' || fail "$page is wider than 80 columns"
 done
+
+# What transcripts say a command runs is in the table of tools; the page of the protocol has programs that are right.
+integration=$(mandoc -T ascii -O width=300 "$man/q7net-integration.7" | col -bx)
+while read -r tool command; do
+    grep -qE "^ *$tool .* $command(,|$)" <<<"$integration" || fail "q7net-integration(7) does not say that $command needs $tool"
+done < <(awk '/^>>? / { command = $2 } /^    \// { print $1, command }' "$source"/tests/transcripts/*.txt | sort -u)
+example() { awk -v first="$1" '$0 ~ first { on = 1 } /^```$/ { on = 0 } on' "$source/packaging/man/q7net-protocol.7.scd.in"; }
+example '^#include <czmq.h>' | cc -Wall -Wextra -Werror -fsyntax-only -I"$source/include" -x c - ||
+    fail "the example in C"
+if command -v python3 >/dev/null; then
+    example '^import struct' | python3 -c 'import sys; compile(sys.stdin.read(), "example", "exec")' || fail "the example in Python"
+fi
 
 # Completion: complete WORD... = what is offered for the last word.
 # shellcheck source=/dev/null
