@@ -1,7 +1,9 @@
 #!/bin/bash
-# package_test.sh DIRECTORY: that the Debian packages in a directory are as they should be: lintian accepts them, the
-# header's package serves a C compiler, and in a scratch machine with systemd the daemon installs, runs under its unit,
-# may do there all that it must, outlives what it should, and leaves nothing when it is purged.
+# package_test.sh DIRECTORY: that the Debian packages in a directory, of the preset release, are as they should be. lintian
+# accepts them, another folder on another day makes the same, the header's package serves a C compiler. Installing keeps
+# configuration, a platform library is recorded by its name, a sysroot's versions are asked for. In a scratch machine with
+# systemd the daemon installs, runs under its unit, may do there all that it must, outlives what it should, is upgraded
+# between two requests, and leaves nothing when it is purged.
 # shellcheck disable=SC2016 # what a check gets is evaluated there
 set -euo pipefail
 
@@ -107,6 +109,25 @@ inside() {
     check '[ "$(cat /run/q7net/q7neterrs{.2.gz,.1,} | zcat -f | wc -l)" = '"$((before + 600))"' ]'
     check '[ "$(stat -c "%U %a" /run/q7net/q7neterrs)" = "root 644" ]'
 
+    echo "# upgraded: a command that runs is finished, an edited configuration kept, and the new daemon serves"
+    package=$(echo /var/cache/scratch/q7net-shellexec_*.deb)
+    dpkg-deb -R "$package" /tmp/newer
+    sed -i 's/^Version: .*/Version: 99/' /tmp/newer/DEBIAN/control
+    dpkg-deb -b /tmp/newer /tmp/newer.deb >/dev/null
+    printf '#!/bin/sh\nsleep 3\n' >/etc/sysapps_script/network/fwctrl.sh
+    chmod +x /etc/sysapps_script/network/fwctrl.sh
+    old=$(pid)
+    q7rdctl firewall ping apply >/tmp/answer 2>&1 &
+    asked=$!
+    check 'pgrep fwctrl.sh'
+    check 'dpkg -i /tmp/newer.deb </dev/null'
+    wait "$asked" || true
+    check 'grep "^done" /tmp/answer'
+    check '[ "$(pid)" != '"$old"' ] && q7rdctl link lo up'
+    check 'dpkg -s q7net-shellexec | grep -qx "Version: 99"'
+    check '! readlink /proc/$(pid)/exe | grep deleted'
+    check 'grep -qx ADDRESS=169.254.77.1 /etc/default/q7mdnspublish'
+
     echo "# removed and purged"
     check dpkg --remove q7net-shellexec q7net-shellexec-dev
     check '! pgrep q7net-shellexec && ! [ -e /run/q7net/q7rd.socket ] && [ -e /etc/default/q7mdnspublish ]'
@@ -124,18 +145,89 @@ fi
 
 packages=$(cd "${1:?the directory of the packages}" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
-lintian --fail-on error,warning --allow-root "$packages"/*.deb
+source=$(cd "$here/../.." && pwd)
+lintian --fail-on error,warning --allow-root "$packages"/*.*deb
 echo "lintian: nothing to complain of"
-
-# The header, found by its pkg-config file where the package puts it, in a C program.
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
-dpkg-deb -x "$packages"/q7net-shellexec-dev_*.deb "$root"
-flags=$(PKG_CONFIG_LIBDIR=$root/usr/share/pkgconfig PKG_CONFIG_SYSROOT_DIR=$root pkg-config --cflags q7net-protocol)
-# shellcheck disable=SC2086 # words
-cc $flags -Wall -Wextra -Werror -fsyntax-only -x c - <<<'#include <q7net/protocol.h>
+fail() { echo "FAILED: $*"; exit 1; }
+
+# The same sources in another folder, forty days later.
+mkdir "$root/other"
+tar -C "$source" -c --exclude=./build --exclude=./.git . | tar -C "$root/other" -x
+(
+    cd "$root/other"
+    faketime -f +40d cmake --preset release
+    faketime -f +40d cmake --build --preset release -- --quiet
+    faketime -f +40d cpack --config build/release/CPackConfig.cmake -B build/packages
+) >"$root/log" 2>&1 || { tail -n 20 "$root/log"; fail "built in another folder"; }
+for package in "$packages"/*.*deb; do
+    cmp "$package" "$root/other/build/packages/${package##*/}" || fail "${package##*/} differs from one made elsewhere"
+    (cd "$packages" && sha256sum "${package##*/}")
+done
+
+# Symbols: where the daemon's main stands, by the build ID that leads from the program to them.
+for package in "$packages"/q7net-shellexec*_*.*deb; do
+    dpkg-deb -x "$package" "$root/all"
+done
+id=$(readelf -n "$root/all/usr/sbin/q7net-shellexec" | sed -n 's/.*Build ID: //p')
+symbols=$root/all/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug
+main=$(addr2line -e "$symbols" "0x$(nm "$symbols" | sed -n 's/ T main$//p')")
+[[ $main == *daemon/main.cpp:* ]] || fail "no symbols: $main"
+echo "main stands at $main"
+
+# The header, found by its pkg-config file where the package puts it, in a C program; by pkgconf, and by pkg-config 0.29,
+# the other implementation, of Debian 11.
+implementations=(pkg-config)
+if mmdebstrap --quiet --variant=extract --include=pkg-config bullseye "$root/old" >/dev/null 2>&1; then
+    mkdir -p "$root/old$root/all/usr/share"
+    cp -r "$root/all/usr/share/pkgconfig" "$root/old$root/all/usr/share"
+    # shellcheck disable=SC2317 # called by its name
+    old_pkg_config() { chroot "$root/old" pkg-config "$@"; }
+    implementations+=(old_pkg_config)
+else
+    echo "SKIPPED: pkg-config 0.29 is not to be had"
+fi
+export PKG_CONFIG_LIBDIR=$root/all/usr/share/pkgconfig PKG_CONFIG_SYSROOT_DIR=$root/all
+for implementation in "${implementations[@]}"; do
+    flags=$("$implementation" --cflags q7net-protocol)
+    # shellcheck disable=SC2086 # words
+    cc $flags -Wall -Wextra -Werror -fsyntax-only -x c - <<<'#include <q7net/protocol.h>
 struct RequestFrame request = {.header = {.cmd = RD_CMD_LINK}, .link = {.state = 1, .ifname = "eth1"}};'
-echo "q7net-protocol.pc: $flags"
+    [ "$flags" = "-I$root/all/usr/include" ] || fail "$flags"
+    echo "q7net-protocol.pc, by $implementation $("$implementation" --version): $flags"
+done
+unset PKG_CONFIG_LIBDIR PKG_CONFIG_SYSROOT_DIR
+
+# Installed twice, and below another prefix.
+release=$root/other/build/release
+DESTDIR=$root/image cmake --install "$release" >/dev/null
+echo ADDRESS=192.0.2.1 >"$root/image/etc/default/q7mdnspublish"
+DESTDIR=$root/image cmake --install "$release" >/dev/null
+grep -qx ADDRESS=192.0.2.1 "$root/image/etc/default/q7mdnspublish" || fail "configuration is overwritten"
+! cmake --install "$release" --prefix "$root/prefix" | grep -E -- '-- [^:]*: /(etc|usr)/' || fail "installed beside the prefix"
+[ -e "$root/prefix/etc/default/q7mdnspublish" ] || fail "no configuration below the prefix"
+echo "cmake --install: keeps configuration, and to its prefix"
+
+# The daemon alone, with a platform library that has no SONAME.
+mkdir "$root/platform"
+c++ -shared -fPIC -o "$root/platform/libvaskdlog.so" "$source/platform/vaskdlog/vaskdlog.cpp"
+cmake -S "$source" -B "$root/alone" -G Ninja -DQ7NET_VASKDLOG=system -DQ7NET_CLIENT=OFF -DQ7NET_MAN=OFF \
+    -DCMAKE_PREFIX_PATH="$root/platform" -DVASKDLOG_LIBRARY="$root/platform/libvaskdlog.so" \
+    -DVASKDLOG_INCLUDE_DIR="$source/platform/vaskdlog" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_CXX_FLAGS=-D_FORTIFY_SOURCE=3 -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON >"$root/log"
+cmake --build "$root/alone" -- --quiet >>"$root/log" 2>&1 || { tail -n 20 "$root/log"; fail "the daemon alone"; }
+readelf -d "$root/alone/q7net-shellexec" | grep -F 'NEEDED' | grep -F '[libvaskdlog.so]' ||
+    fail "the platform library is not recorded by its name"
+
+# Where there is a cross build, its package asks for the versions of its sysroot.
+if [ -e "$source/build/armhf/CPackConfig.cmake" ]; then
+    depends=$(sed -n 's/^set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "\(.*\)")$/\1/p' "$source/build/armhf/CPackConfig.cmake")
+    for library in libc6 libstdc++6 libczmq4 libavahi-client3; do
+        [[ $depends =~ $library\ \(\>=\ [0-9] ]] || fail "$library of any version: $depends"
+    done
+    echo "armhf: $depends"
+fi
 
 "$here/scratch-systemd" "$packages"/*.deb avahi-daemon avahi-utils isc-dhcp-client logrotate procps -- \
     bash -c "$(cat "$0")" package_test inside
