@@ -21,6 +21,8 @@ FILENAME !~ /\.cpp$/ { page[++lines] = $0; next }
 
 /^ +case RD_CMD_[A-Z0-9_]+: \*rc = rd_[a-z0-9_]+\(/ {
     command[++commands] = substr($2, length("RD_CMD_") + 1, length($2) - length("RD_CMD_:"))
+    command[commands] = tolower(command[commands])
+    gsub(/_/, "-", command[commands])
     handler[commands] = substr($5, 1, index($5, "(") - 1)
     next
 }

@@ -50,7 +50,8 @@ done
 integration=$(mandoc -T ascii -O width=300 "$man/q7net-integration.7" | col -bx)
 while read -r tool command; do
     grep -qE "^ *$tool .* $command(,|$)" <<<"$integration" || fail "q7net-integration(7) does not say that $command needs $tool"
-done < <(awk '/^>>? / { command = $2 } /^    \// { print $1, command }' "$source"/tests/transcripts/*.txt | sort -u)
+done < <(awk '/^>>? / { command = tolower($2); gsub(/_/, "-", command) } /^    \// { print $1, command }' \
+    "$source"/tests/transcripts/*.txt | sort -u)
 example() { awk -v first="$1" '$0 ~ first { on = 1 } /^```$/ { on = 0 } on' "$source/packaging/man/q7net-protocol.7.scd.in"; }
 example '^#include <czmq.h>' | cc -Wall -Wextra -Werror -fsyntax-only -I"$source/include" -x c - ||
     fail "the example in C"
