@@ -194,7 +194,7 @@ for implementation in "${implementations[@]}"; do
     # shellcheck disable=SC2086 # words
     cc $flags -Wall -Wextra -Werror -fsyntax-only -x c - <<<'#include <q7net/protocol.h>
 struct RequestFrame request = {.header = {.cmd = RD_CMD_LINK}, .link = {.state = 1, .ifname = "eth1"}};'
-    [ "$flags" = "-I$root/all/usr/include" ] || fail "$flags"
+    [ "${flags% }" = "-I$root/all/usr/include" ] || fail "$flags"
     echo "q7net-protocol.pc, by $implementation $("$implementation" --version): $flags"
 done
 unset PKG_CONFIG_LIBDIR PKG_CONFIG_SYSROOT_DIR
