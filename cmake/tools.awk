@@ -57,7 +57,7 @@ function walk(c, file, name,    rest, tool, words, n, i)
     }
     seen[c, file, name] = 1
     rest = body[file, name]
-    while (match(rest, /rd_[a-z_]+<"\/[^ "]+/)) {
+    while (match(rest, /rd_[a-z_]+<([0-9], )?"\/[^ "]+/)) {
         tool = substr(rest, RSTART, RLENGTH)
         rest = substr(rest, RSTART + RLENGTH)
         sub(/.*"/, "", tool)
@@ -85,7 +85,7 @@ END {
         walk(c, "", handler[c])
     }
     for (own in body) {
-        while (match(body[own], /rd_[a-z_]+<"\/[^ "]+/)) {
+        while (match(body[own], /rd_[a-z_]+<([0-9], )?"\/[^ "]+/)) {
             tool = substr(body[own], RSTART, RLENGTH)
             sub(/.*"/, "", tool)
             if (!(tool in needed_by)) {

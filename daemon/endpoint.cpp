@@ -13,7 +13,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-static constexpr int kReplyTimeoutMs = 5000;
+static constexpr int kReplyTimeoutMs = 5000; // no reply is waited for longer, if one ever had to be
 static constexpr int kLingerMs = 500;
 // Of one connection. A client has one request under way and may have given up waiting for it and sent another; more it
 // keeps to itself until there is room.
@@ -88,7 +88,7 @@ static void drop_rest(void *socket, Part *part)
     }
 }
 
-// Gathers a message's envelope, whose first part is there, and drops a message whose empty part does not come in time.
+// Gathers a message's envelope, whose first part is there, and drops a message whose first parts hold no empty one.
 // Returns whether a request follows.
 static bool take_envelope(void *socket, Envelope *envelope)
 {
@@ -132,6 +132,13 @@ bool rd_receive(zsock_t *zsock, Envelope *envelope, RequestFrame *request, int32
     return true;
 }
 
+// A child that ends at this moment must not cost the client its reply; every other failure does.
+static void send_part(void *socket, Part *part, int flags)
+{
+    while (zmq_msg_send(&part->message, socket, flags) < 0 && errno == EINTR) {
+    }
+}
+
 void rd_send_reply(zsock_t *zsock, Envelope *envelope, const RequestHeader &request, int32_t rc)
 {
     void *const socket = zsock_resolve(zsock);
@@ -139,11 +146,13 @@ void rd_send_reply(zsock_t *zsock, Envelope *envelope, const RequestHeader &requ
     reply.cmd = request.cmd;
     reply.tag = request.tag;
     reply.rc = rc;
-    // A child that ends at this moment must not cost the client its reply; every other failure does.
+    Part body;
+    if (zmq_msg_init_size(&body.message, sizeof reply) != 0) {
+        return; // rather than to break off after the envelope: the socket would take the next reply for the rest
+    }
+    memcpy(zmq_msg_data(&body.message), &reply, sizeof reply);
     for (size_t i = 0; i < envelope->count; i++) {
-        while (zmq_msg_send(&envelope->parts[i].message, socket, ZMQ_SNDMORE) < 0 && errno == EINTR) {
-        }
+        send_part(socket, &envelope->parts[i], ZMQ_SNDMORE);
     }
-    while (zmq_send(socket, &reply, sizeof reply, 0) < 0 && errno == EINTR) {
-    }
+    send_part(socket, &body, 0);
 }

@@ -22,8 +22,8 @@ struct Part {
     zmq_msg_t message;
 };
 
-// What stands before a request in its message, and goes before its reply: the peer's name, labels of brokers on the way
-// and of the client itself, and the empty part.
+// What stands before a request in its message, and goes before its reply: the peer's name, up to eight labels of brokers on
+// the way and of the client itself, and the empty part.
 struct Envelope {
     Part parts[10];
     size_t count = 0;

@@ -26,7 +26,7 @@ void rd_notify_manager(const char *state)
     if (manager.sun_family == AF_UNIX) {
         const size_t length = offsetof(sockaddr_un, sun_path) + 1 + strlen(manager.sun_path + 1);
         const Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-        sendto(socket.get(), state, strlen(state), MSG_NOSIGNAL | MSG_DONTWAIT,
-               reinterpret_cast<const sockaddr *>(&manager), static_cast<socklen_t>(length));
+        sendto(socket.get(), state, strlen(state), MSG_NOSIGNAL, reinterpret_cast<const sockaddr *>(&manager),
+               static_cast<socklen_t>(length));
     }
 }

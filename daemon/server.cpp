@@ -6,6 +6,7 @@
 #include "notify.h"
 #include "signals.h"
 
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,6 +68,7 @@ int rd_server()
     }
     RD_INFO("server exiting\n");
     rd_notify_manager("STOPPING=1");
+    signal(SIGCHLD, SIG_DFL); // a child that ends now must not break off the library's wait for the last reply to leave
     zsock_destroy(&socket);
     return 0;
 }

@@ -36,7 +36,8 @@ static void close_descriptors_on_exec()
     }
 }
 
-void rd_clean_child()
+// Default signal dispositions, nothing blocked, and no descriptor above 2 passed on.
+static void clean_child()
 {
     for (int sig = 1; sig < NSIG; sig++) {
         signal(sig, SIG_DFL); // service managers start us with SIGPIPE ignored, which exec would keep
@@ -47,7 +48,7 @@ void rd_clean_child()
     close_descriptors_on_exec();
 }
 
-void rd_stdio_to_devnull()
+static void rd_stdio_to_devnull()
 {
     const int devnull = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (devnull >= 0) {
@@ -59,14 +60,15 @@ void rd_stdio_to_devnull()
 
 static constexpr int kNotExecuted = 255; // exit status of a child that could not become the tool
 
-// In a fresh child: becomes the tool. Returns only on failure.
-static void become_tool(const char *const argv[], int quiet)
+int rd_become_tool(const char *const argv[], int quiet)
 {
-    rd_clean_child();
+    clean_child();
     if (quiet != 0) {
         rd_stdio_to_devnull();
     }
-    tattletale_standin1_execv(argv[0], const_cast<char *const *>(argv));
+    const int rc = tattletale_standin1_execv(argv[0], const_cast<char *const *>(argv));
+    signal(SIGXFSZ, SIG_IGN); // or a full error log would end us before we can say why we did not become it
+    return rc;
 }
 
 // Starts a tool in a child that shares our memory until the exec, while this thread stands still (vfork(2)): copying the
@@ -85,7 +87,7 @@ static pid_t start_sharing_memory(const char *const argv[], int quiet, volatile 
     // NOLINTBEGIN(clang-analyzer-unix.Vfork, clang-analyzer-security.insecureAPI.vfork)
     const pid_t child = vfork();
     if (child == 0) {
-        become_tool(argv, quiet);
+        rd_become_tool(argv, quiet);
         *failed = true;
         _exit(kNotExecuted);
     }
@@ -116,7 +118,7 @@ int rd_exec_cmd(const char *const argv[], int wait, int quiet)
     if (failed || !RD_VFORK) {
         child = rd_fork(); // can log from its own copy of the memory
         if (child == 0) {
-            become_tool(argv, quiet);
+            rd_become_tool(argv, quiet);
             RD_ERROR("failed to execv\n");
             _exit(kNotExecuted); // not exit: buffers and exit handlers are the parent's
         }

@@ -15,12 +15,10 @@ int rd_exec_cmd(const char *const argv[], int wait, int quiet);
 // fork(2) for a child that may log before it execs: returns as fork does, but for errno, with the loggers free in the child.
 pid_t rd_fork();
 
-// In a fresh child: default signal dispositions, nothing blocked, and no descriptor above 2 passed on to the tool.
-void rd_clean_child();
-
-// In a fresh child: standard output and standard error to /dev/null, standard input as inherited. Where /dev/null cannot be
-// opened the output stays as it was.
-void rd_stdio_to_devnull();
+// In a fresh child: becomes the tool, which gets default signal dispositions, nothing blocked, no descriptor above 2, and
+// when quiet is not 0 /dev/null for standard output and standard error (if it can be opened). Returns only on failure, what
+// the exec entry point gave, and may be called once.
+int rd_become_tool(const char *const argv[], int quiet);
 
 // Reads a PID from the first line of a file, of which at most 11 characters count.
 //   pid  set to the number read, 0 when there is none, 4294967295 for more than 32 bits; untouched when the file cannot

@@ -12,6 +12,8 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 
 inline constexpr size_t kMostWords = 24;
@@ -41,7 +43,6 @@ struct Cut {
     static constexpr size_t kPlaces = typed.count('<');
     static_assert(typed.text[0] == '/', "a tool is named by its absolute path");
     static_assert(kWords < kMostWords, "a line of too many words");
-    static_assert(typed.count('>') == kPlaces, "a place without its end");
 
     static constexpr size_t start_of(size_t word)
     {
@@ -56,8 +57,13 @@ struct Cut {
     {
         constexpr size_t kStart = start_of(I);
         constexpr size_t kEnd = I + 1 < kWords ? start_of(I + 1) - 1 : sizeof typed.text - 1;
-        static_assert(kEnd > kStart, "a blank too many");
-        if constexpr (typed.text[kStart] == '<') {
+        constexpr std::string_view kTyped(typed.text + kStart, kEnd - kStart);
+        static_assert(!kTyped.empty(), "a blank too many");
+        static_assert(
+            kTyped.find_first_of("<>\t\n") == std::string_view::npos ||
+                (kTyped[0] == '<' && kTyped.find_first_of("<>\t\n", 1) == kTyped.size() - 1 && kTyped.back() == '>'),
+            "a place is a word of its own, <name>");
+        if constexpr (kTyped[0] == '<') {
             return nullptr;
         } else {
             constexpr auto kText = [] {
@@ -103,6 +109,7 @@ template <size_t Places, typename... Values>
 int rd_run_line(Line<Places> line, int wait, int quiet, Values... values)
 {
     static_assert(sizeof...(values) == Places, "as many values as places");
+    static_assert((!std::is_null_pointer_v<Values> && ...), "a value is a word");
     const char *const list[] = {values..., nullptr};
     return rd_run_words(line.words, list, wait, quiet);
 }

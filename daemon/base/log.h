@@ -56,7 +56,7 @@ class LogScope
 
 // The same for a step of another function that logs in its name, by which readers know the message. Such a step takes
 //     const char *function = __builtin_FUNCTION()
-// last, which a call that leaves it out fills with its own name.
+// last, which a call that leaves it out fills with its own name. The line is that of the step.
 #define RD_ERROR_OF(function, format, ...) \
     RD_LOG_BOTH(function, __LINE__, 2, "ERROR - " format __VA_OPT__(, ) __VA_ARGS__)
 #define RD_WARN_OF(function, format, ...) \

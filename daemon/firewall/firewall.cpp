@@ -10,10 +10,10 @@
 static constexpr const char *kForwarding = "/proc/sys/net/ipv4/conf/all/forwarding";
 
 static constexpr Rule<0> kUsbNatRules[] = {
-    rd_line<"/usr/sbin/iptables <action> POSTROUTING -t nat -s 169.254.0.0/16 -o bond0 -j MASQUERADE">(),
-    rd_line<"/usr/sbin/iptables <action> FORWARD -s 169.254.0.0/16 -o bond0 -j ACCEPT">(),
-    rd_line<"/usr/sbin/iptables <action> FORWARD -d 169.254.0.0/16 -m state --state ESTABLISHED,RELATED -i bond0 -j "
-            "ACCEPT">(),
+    rd_rule<0, "/usr/sbin/iptables <action> POSTROUTING -t nat -s 169.254.0.0/16 -o bond0 -j MASQUERADE">(),
+    rd_rule<0, "/usr/sbin/iptables <action> FORWARD -s 169.254.0.0/16 -o bond0 -j ACCEPT">(),
+    rd_rule<0, "/usr/sbin/iptables <action> FORWARD -d 169.254.0.0/16 -m state --state ESTABLISHED,RELATED -i bond0 -j "
+               "ACCEPT">(),
 };
 
 int rd_fw_control(int action, const char *ruleset, const char (*ifname)[RD_IFNAME_SIZE],

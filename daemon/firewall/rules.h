@@ -3,16 +3,11 @@
 
 #include "base/line.h"
 
-// A line of iptables(8) whose first place is the action; its further places take the first of so many values.
+// A line of iptables(8). Its places are <action> and the first of so many values of <ifname> and <proxy>, in this order.
 template <size_t Values>
 struct Rule {
     std::span<const char *const> words;
 
-    template <size_t Places>
-    consteval Rule(Line<Places> line) : words(line.words) // NOLINT(google-explicit-constructor): for lists of them
-    {
-        static_assert(Places >= 1 && Places <= Values + 1, "an action, and no more places than values");
-    }
     template <typename... Texts>
     int run(const char *action, Texts... values) const
     {
@@ -21,6 +16,26 @@ struct Rule {
         return rd_run_words(words, list, 1, 1);
     }
 };
+
+template <size_t Values, Typed typed>
+consteval Rule<Values> rd_rule()
+{
+    constexpr bool kGood = [] {
+        std::string_view rest(typed.text);
+        size_t places = 0;
+        for (const std::string_view name : {"<action>", "<ifname>", "<proxy>"}) {
+            const size_t at = rest.find('<');
+            if (at == std::string_view::npos || !rest.substr(at).starts_with(name)) {
+                break;
+            }
+            rest.remove_prefix(at + 1);
+            places++;
+        }
+        return places >= 1 && places <= Values + 1 && places == Cut<typed>::kPlaces;
+    }();
+    static_assert(kGood, "<action>, then <ifname>, then <proxy>, as far as there are values");
+    return {rd_line<typed>().words};
+}
 
 // Whether a rule is there. A check that could not be made at all counts as 'absent'. An addition that follows meets the same
 // trouble, and a rule that stands twice is a smaller harm than one that is missing.

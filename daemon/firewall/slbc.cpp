@@ -15,20 +15,21 @@ using SlbcRule = Rule<2>; // of the interface and the proxy
 static constexpr SlbcRule kIfCtrl[] = {
     // What comes in on the connections that the next rule lets out has 443 as its source port. Matched by destination
     // port, the replies would meet the DROP below.
-    rd_line<"/usr/sbin/iptables <action> INPUT -i <ifname> -p tcp --sport 443 -m conntrack --ctstate ESTABLISHED -j "
-            "ACCEPT">(),
-    rd_line<"/usr/sbin/iptables <action> OUTPUT -o <ifname> -p tcp --dport 443 -m conntrack --ctstate NEW,ESTABLISHED "
+    rd_rule<2, "/usr/sbin/iptables <action> INPUT -i <ifname> -p tcp --sport 443 -m conntrack --ctstate ESTABLISHED -j "
+               "ACCEPT">(),
+    rd_rule<2,
+            "/usr/sbin/iptables <action> OUTPUT -o <ifname> -p tcp --dport 443 -m conntrack --ctstate NEW,ESTABLISHED "
             "-j ACCEPT">(),
-    rd_line<"/usr/sbin/iptables <action> INPUT -i <ifname> -p udp -m udp --sport 67:68 --dport 67:68 -j ACCEPT">(),
-    rd_line<"/usr/sbin/iptables <action> OUTPUT -o <ifname> -p udp -m udp --sport 67:68 --dport 67:68 -j ACCEPT">(),
-    rd_line<"/usr/sbin/iptables <action> INPUT -i <ifname> -j DROP">(),
-    rd_line<"/usr/sbin/iptables <action> OUTPUT -o <ifname> -j DROP">(),
+    rd_rule<2, "/usr/sbin/iptables <action> INPUT -i <ifname> -p udp -m udp --sport 67:68 --dport 67:68 -j ACCEPT">(),
+    rd_rule<2, "/usr/sbin/iptables <action> OUTPUT -o <ifname> -p udp -m udp --sport 67:68 --dport 67:68 -j ACCEPT">(),
+    rd_rule<2, "/usr/sbin/iptables <action> INPUT -i <ifname> -j DROP">(),
+    rd_rule<2, "/usr/sbin/iptables <action> OUTPUT -o <ifname> -j DROP">(),
 };
 static constexpr SlbcRule kIfCtrlProxy[] = {
-    rd_line<"/usr/sbin/iptables <action> INPUT -i <ifname> -s <proxy> -p tcp -m tcp -j ACCEPT">(),
-    rd_line<"/usr/sbin/iptables <action> OUTPUT -o <ifname> -d <proxy> -p tcp -m tcp -j ACCEPT">(),
-    rd_line<"/usr/sbin/iptables <action> INPUT -i <ifname> -j DROP">(),
-    rd_line<"/usr/sbin/iptables <action> OUTPUT -o <ifname> -j DROP">(),
+    rd_rule<2, "/usr/sbin/iptables <action> INPUT -i <ifname> -s <proxy> -p tcp -m tcp -j ACCEPT">(),
+    rd_rule<2, "/usr/sbin/iptables <action> OUTPUT -o <ifname> -d <proxy> -p tcp -m tcp -j ACCEPT">(),
+    rd_rule<2, "/usr/sbin/iptables <action> INPUT -i <ifname> -j DROP">(),
+    rd_rule<2, "/usr/sbin/iptables <action> OUTPUT -o <ifname> -j DROP">(),
 };
 
 // Adds (1) or deletes (any other value of apply) the back channel's firewall rules.
@@ -86,8 +87,8 @@ int rd_slbc_control(const SlbcRequest *request)
             RD_ERROR("unable to configure firewall rc=%d\n", rc);
             return rc;
         }
-        rd_run<"/sbin/dhclient -4 -nw -e IP4_DAD=1 -cf /etc/systemd/network/slbc.conf -pf /run/dhclientslbc.pid -lf "
-               "/run/q7net/tmp/slbc.lease <ifname>">(request->ifname);
+        rd_run<"/sbin/dhclient -4 -nw -e IP4_DAD=1 -cf /etc/systemd/network/slbc.conf -pf <pid-file> -lf "
+               "/run/q7net/tmp/slbc.lease <ifname>">(kDhclientPidFile, request->ifname);
         return RD_RC_OK;
     }
 

@@ -5,7 +5,6 @@
 #include "base/validate.h"
 
 #include <unistd.h>
-#include <vaskdlog.h>
 
 int rd_send_arping(const ArpingRequest *request)
 {
@@ -23,9 +22,7 @@ int rd_send_arping(const ArpingRequest *request)
         request->address, request->ifname, request->gateway);
     const pid_t child = rd_fork();
     if (child == 0) {
-        rd_clean_child();
-        rd_stdio_to_devnull();
-        const int rc = tattletale_standin1_execv(argv.words[0], const_cast<char *const *>(argv.words));
+        const int rc = rd_become_tool(argv.words, 1);
         RD_ERROR("failed to execv rc=%d\n", rc);
         _exit(rc);
     }

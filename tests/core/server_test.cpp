@@ -246,6 +246,9 @@ TEST_F(Server, ServesOnWhenTheErrorLogMayGrowNoMore)
         EXPECT_EQ(client.request(kEth1Down), 0);
     }
     EXPECT_EQ(fs::file_size(log_file), kMost);
+    fs::remove("/sbin/ip");
+    EXPECT_EQ(client.request(kEth1Down), 65280) << "from a child that could not say why";
+    fs::create_symlink("/rig/standin", "/sbin/ip");
     fs::rename(log_file, "/run/q7net/q7neterrs.1");
     EXPECT_EQ(client.request(kEth1Down), 0);
     EXPECT_TRUE(rig::read_file(log_file).ends_with("set eth1 down rc=0\n"));
