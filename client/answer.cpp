@@ -1,95 +1,72 @@
 #include "answer.h"
 
-#include <algorithm>
-#include <cstring>
+#include "commands/group.h"
+#include "words.h"
 
-#include <sys/wait.h>
+#include <cerrno>
 
-// For "raw", which can be refused for more reasons than the commands of this client.
-static const Meaning kMeanings[] = {
-    {RD_RC_FAILED, "the daemon could not do it; its error log says why"},
-    {RD_RC_NO_NAME, "a required name is missing"},
-    {RD_RC_TOO_LONG, "a text is longer than allowed"},
-    {RD_RC_INVALID, "a text holds a character that is not allowed, or a selector is invalid"},
-    {RD_RC_ABSENT, "a required argument is absent"},
-    {RD_RC_OUT_OF_RANGE, "a number is out of its range, or there is no such command"},
-    {RD_RC_BAD_ACTION, "no such action of the firewall script"},
-    {RD_RC_NO_RESOURCE, "memory, a file or a socket could not be had"},
-    {RD_RC_TOO_SHORT, "an IPv4 address is shorter than 7 characters"},
-};
-
-template <typename Meanings>
-static const char *find_meaning(const Meanings &meanings, int32_t rc)
+Answer read_answer(const std::string &message, int32_t rc)
 {
-    const auto found =
-        std::find_if(std::begin(meanings), std::end(meanings), [rc](const Meaning &each) { return each.rc == rc; });
-    return found == std::end(meanings) ? nullptr : found->text;
+    char text[Q7NET_TEXT_SIZE];
+    const int verdict = q7net_explain(message.data(), message.size(), rc, text, sizeof text);
+    Answer answer;
+    answer.rc = rc;
+    answer.meaning = text;
+    if (verdict != Q7NET_UNPROVEN) {
+        answer.success = verdict == Q7NET_SUCCESS;
+    }
+    answer.status = answer.success.value_or(true) ? kSuccess : kFailure;
+    return answer;
 }
 
-// A wait status, as waitpid(2) stores it.
-static std::string read_wait_status(const std::string &tool, int32_t status)
+static std::string to_json(const Request &request, const Answer &answer)
 {
-    constexpr int kNotExecuted = 255;
-    if (WIFSIGNALED(status)) {
-        return tool + " was killed by signal " + std::to_string(WTERMSIG(status)) + ", " + strsignal(WTERMSIG(status));
-    }
-    if (!WIFEXITED(status)) {
-        return "no result code that is known here";
-    }
-    return tool + (WEXITSTATUS(status) == kNotExecuted ? " could not be executed, or" : "") +
-           " ended with exit status " + std::to_string(WEXITSTATUS(status));
-}
-
-Answer read_answer(const Request &request, int32_t rc)
-{
-    const bool raw = request.command.code == 0;
-    const char *meaning = find_meaning(request.command.meanings, rc);
-    if (rc == RD_RC_OK) {
-        return {rc, true, meaning != nullptr ? std::string("done: ") + meaning : "done"};
-    }
-    constexpr int32_t kShortestFrame = 64;
-    if (request.frame.header.cmd == RD_CMD_SEND_PACKET && rc >= kShortestFrame) {
-        return {rc, true, "done: sent " + std::to_string(rc) + " bytes"};
-    }
-    if (meaning == nullptr && raw) {
-        meaning = find_meaning(kMeanings, rc);
-    }
-    if (meaning == nullptr && rc == RD_RC_NO_CHILD) {
-        meaning = "a child process or a system call failed";
-    }
-    if (meaning != nullptr) {
-        const bool tried = rc == RD_RC_FAILED || rc == RD_RC_NO_RESOURCE || rc == RD_RC_NO_CHILD;
-        return {rc, false, std::string(tried ? "failed: " : "refused: ") + meaning};
-    }
-    return {rc, false, read_wait_status(request.command.tool, rc)};
-}
-
-std::string to_text(const Answer &answer)
-{
-    return answer.rc ? answer.meaning + " (" + std::to_string(*answer.rc) + ")" : answer.meaning;
-}
-
-static std::string quoted(const std::string &text)
-{
-    std::string result = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < ' ' || byte > '~') { // bytes that may be no UTF-8 would make it no JSON
-            char escape[8];
-            snprintf(escape, sizeof escape, "\\u%04x", unsigned{byte});
-            result += escape;
-        } else {
-            result += c == '"' || c == '\\' ? "\\" : "";
-            result += c;
+    const RequestHeader &header = request.frame.header;
+    std::string text = "{\"command\":" + quoted(request.command->name) + ",\"cmd\":" + std::to_string(header.cmd) +
+                       ",\"tag\":" + std::to_string(header.tag) +
+                       ",\"rc\":" + (answer.rc ? std::to_string(*answer.rc) : "null") + ",\"success\":" +
+                       (!answer.success   ? "null"
+                        : *answer.success ? "true"
+                                          : "false") +
+                       ",\"meaning\":" + quoted(answer.meaning) + answer.more;
+    if (request.options.log != 0 && !answer.log_problem.empty()) {
+        text += ",\"log\":null,\"log_problem\":" + quoted(answer.log_problem);
+    } else if (request.options.log != 0) {
+        std::string list;
+        for (const std::string &record : answer.log) {
+            list += (list.empty() ? "" : ",") + quoted(record);
         }
+        text += ",\"log\":[" + list + "]";
     }
-    return result + "\"";
+    return text + "}";
 }
 
-std::string to_json(const Request &request, const Answer &answer)
+static std::string to_text(const Request &request, const Answer &answer)
 {
-    return "{\"command\":" + quoted(request.command.name) + ",\"cmd\":" + std::to_string(request.frame.header.cmd) +
-           ",\"tag\":" + std::to_string(request.frame.header.tag) +
-           ",\"rc\":" + (answer.rc ? std::to_string(*answer.rc) : "null") +
-           ",\"success\":" + (answer.success ? "true" : "false") + ",\"meaning\":" + quoted(answer.meaning) + "}";
+    std::string text = (answer.status == kNoReply ? "q7rdctl: " : "") + request.options.place + answer.meaning;
+    if (answer.rc) {
+        text += " (" + std::to_string(*answer.rc) + ")";
+    }
+    for (const std::string &record : answer.log) {
+        text += "\n    " + record;
+    }
+    return text + (answer.log_problem.empty() ? "" : "\n    " + answer.log_problem);
+}
+
+ExitStatus tell(const Request &request, const Answer &answer)
+{
+    const bool json = request.options.json != 0;
+    const std::string text = json ? to_json(request, answer) : to_text(request, answer);
+    if (answer.status != kSuccess && !json) {
+        fprintf(stderr, "%s\n", text.c_str());
+        return answer.status;
+    }
+    if (request.options.quiet == 0 || json) {
+        puts(text.c_str());
+    }
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
+        fprintf(stderr, "q7rdctl: %s, but that could not be written: %s\n", text.c_str(), strerror(errno));
+        return answer.status == kSuccess ? kFailure : answer.status;
+    }
+    return answer.status;
 }

@@ -1,21 +1,24 @@
-// What an answer of the daemon means, for people and for scripts.
+// What became of a request, for people and for scripts.
 #pragma once
 
 #include "request.h"
 
 #include <optional>
+#include <vector>
 
 struct Answer {
-    std::optional<int32_t> rc; // absent when no reply came
-    bool success;
+    ExitStatus status = kSuccess;
+    std::optional<int32_t> rc;   // absent when no reply came
+    std::optional<bool> success; // absent when that is not known
     std::string meaning;
+    std::vector<std::string> log; // the error log's records meanwhile, if they were asked for,
+    std::string log_problem;      // or why they cannot be told
+    std::string more;             // members of the JSON object that only one command has
 };
 
-// Reads the result code of a request: one of its codes, the number of bytes sent, or the wait status of its tool.
-Answer read_answer(const Request &request, int32_t rc);
+// Reads the result code of the request that this message was.
+Answer read_answer(const std::string &message, int32_t rc);
 
-// One line: "refused: interface name is too long (11)".
-std::string to_text(const Answer &answer);
-
-// One JSON object: command, cmd, tag, rc (null without a reply), success, meaning.
-std::string to_json(const Request &request, const Answer &answer);
+// Says it: a line such as "refused: interface name is too long (11)", on standard error if it is no success; or one JSON
+// object. Returns the exit status, which is a failure when it could not be written.
+ExitStatus tell(const Request &request, const Answer &answer);

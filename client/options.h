@@ -1,155 +1,122 @@
-// Command-line options bound to the fields of a request's record. What a field cannot hold is an error of usage, told
-// before anything is sent: a text is never cut and a number never wraps. CLI11 is not included here, for its header takes
-// seconds to compile.
+// Command-line options bound to the fields of a request's record.
 #pragma once
+
+#include "checks.h"
 
 #include <q7net/protocol.h>
 
-#include <algorithm>
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
-namespace CLI
-{
-class App;
-class Option;
-} // namespace CLI
+using Texts = std::vector<std::string>;
 
-// Checks of a value: an empty text when it is good, else what is wrong with it.
-using Check = std::string (*)(const std::string &value);
-std::string any_text(const std::string &value);
-std::string mac_address(const std::string &value); // six pairs of hexadecimal digits
-std::string ipv4_address(const std::string &value);
-std::string ipv4_address_or_none(const std::string &value); // "none" stands for no value
-std::string ipv6_address(const std::string &value);
-std::string ip_address(const std::string &value);
-
-// These throw errors of usage: of an option's value, of options together, and, unless something was given, of its absence.
-[[noreturn]] void refuse(const std::string &option, const std::string &why);
-[[noreturn]] void refuse(const std::string &why);
-void require(bool given, const std::string &what);
-
-// Copies a text into its field. Throws when it does not fit with its NUL, or is longer than the daemon looks at.
-template <size_t N>
-void put(const std::string &option, char (&field)[N], const std::string &value, size_t longest = N - 1)
-{
-    if (value.empty()) {
-        refuse(option, "is empty");
-    }
-    if (value.size() > longest) {
-        refuse(option, "'" + value + "' is longer than " + std::to_string(longest) + " characters");
-    }
-    std::fill(value.copy(field, N - 1) + field, field + N, '\0');
-}
-
-// Decimal digits and nothing else. Throws when the number is out of its range.
-int64_t decimal(const std::string &option, const std::string &value, int64_t low, int64_t high);
-
-// ADDRESS/LENGTH in its two parts. Throws when either is bad.
-struct Prefix {
-    std::string address;
-    int length;
-    bool ipv6;
-};
-Prefix split_prefix(const std::string &option, const std::string &value);
-
-// An option that was added.
-class Option
-{
-  public:
-    explicit Option(CLI::Option *option) : option_(option) {}
-    Option required() const;
-    Option needs(const std::string &name) const;
-    Option excludes(const std::string &name) const;
-
-  private:
-    CLI::Option *option_;
+// A word that stands for a number in a record.
+struct Word {
+    const char *text;
+    int number;
 };
 
-using Words = std::vector<std::pair<std::string, int>>;
+struct Option {
+    std::string name;       // "--mac", "-v,--verbose"; an argument's is in capitals
+    std::string value_name; // empty for a flag
+    std::string description;
+    std::function<void(const Texts &)> take;
+    size_t words = 1; // of each value
+    size_t most = 1;  // values
+    bool is_required = false;
+    Texts needed = {};
+    Texts excluded = {};
+    Texts given = {};
 
-// The options of a command. An option's usage is a positional's name ("IFNAME"), or an option's and its value's
-// ("--mac MAC").
+    bool is_argument() const { return name[0] != '-'; }
+    bool is_called(const std::string &word) const; // by one of its names
+    bool is_full() const { return given.size() >= words * most; }
+    Option &required();
+    Option &needs(const std::string &option);
+    Option &excludes(const std::string &option);
+};
+
+// The options of a command line: those that every command takes, and behind them those of its command. An option's usage
+// is an argument's name ("IFNAME"), or an option's and its value's ("--mac MAC").
 class CommandLine
 {
   public:
-    explicit CommandLine(CLI::App *app) : app_(app) {}
-
-    Option value(const std::string &usage, const std::string &description,
-                 const std::function<void(const std::string &)> &take, Check check = any_text) const;
+    Option &value(const std::string &usage, const std::string &description,
+                  const std::function<void(const std::string &)> &take, Check check = any_text);
     // Up to so many values, each of so many words.
-    Option values(const std::string &usage, const std::string &description, int words, int most,
-                  const std::function<void(const std::vector<std::string> &)> &take, Check check = any_text) const;
+    Option &values(const std::string &usage, const std::string &description, size_t words, size_t most,
+                   const std::function<void(const Texts &)> &take);
     // An interface that the frame names by its index: looked up, or "all" (-1).
-    Option interface_index(const std::string &usage, int32_t &field, const std::string &description) const;
+    Option &interface_index(const std::string &usage, int32_t &field, const std::string &description);
 
-    bool has(const std::string &option) const;                 // whether it was given
-    void finally(const std::function<void()> &consider) const; // when all options are parsed
+    bool has(const std::string &option) const;                                    // whether it was given
+    void finally(const std::function<void()> &consider) { consider_ = consider; } // when all options are taken
     // Throws when one of these options was given though it will not be looked at: whoever gives it expects something.
-    void no_use(const std::vector<std::string> &options, bool ignored, const std::string &why) const;
+    void no_use(const Texts &options, bool ignored, const std::string &why) const;
 
     template <size_t N>
-    Option text(const std::string &usage, char (&field)[N], const std::string &description, Check check = any_text,
-                size_t longest = N - 1) const
+    Option &text(const std::string &usage, char (&field)[N], const std::string &description, Check check = any_text,
+                 size_t longest = N - 1)
     {
-        return value(
-            usage, description,
-            [usage, &field, longest](const std::string &given) { put(usage, field, given, longest); }, check);
+        return bytes(usage, field, N, description, check, longest);
     }
 
     // An interface's name, of as many characters as one has; always wanted.
     template <size_t N>
-    Option ifname(char (&field)[N], const std::string &description = "interface",
-                  const std::string &usage = "IFNAME") const
+    Option &ifname(char (&field)[N], const std::string &description = "interface", const std::string &usage = "IFNAME")
     {
         return text(usage, field, description, any_text, RD_IFNAME_SIZE - 1).required();
     }
 
     // A list of texts, each in a field of its own. count, if any, is told of their number.
     template <size_t N, size_t M>
-    Option texts(const std::string &usage, char (&fields)[M][N], const std::string &description, Check check = any_text,
-                 const std::function<void(size_t)> &count = nullptr) const
+    Option &texts(const std::string &usage, char (&fields)[M][N], const std::string &description,
+                  Check check = any_text, int32_t *count = nullptr)
     {
-        const auto take = [usage, &fields, count](const std::vector<std::string> &given) {
-            for (size_t i = 0; i < given.size(); i++) {
-                put(usage, fields[i], given[i]);
-            }
-            if (count) {
-                count(given.size());
-            }
-        };
-        return values(usage, description, 1, M, take, check);
+        return rows(usage, fields[0], N, M, description, check, count);
     }
 
     template <typename Number>
-    Option number(const std::string &usage, Number &field, int64_t low, int64_t high,
-                  const std::string &description) const
+    Option &number(const std::string &usage, Number &field, int64_t low, int64_t high, const std::string &description)
     {
-        return value(usage, description + " (" + std::to_string(low) + " to " + std::to_string(high) + ")",
-                     [usage, &field, low, high](const std::string &given) {
-                         field = static_cast<Number>(decimal(usage, given, low, high));
-                     });
+        return integer(usage, &field, sizeof field, low, high, description);
     }
 
     // One of several words; usage is the option's name alone.
-    template <typename Number>
-    Option choice(const std::string &name, Number &field, const Words &words, const std::string &description) const
+    template <typename Number, size_t N>
+    Option &choice(const std::string &name, Number &field, const Word (&words)[N], const std::string &description)
     {
-        return word(name, words, description, [&field](int number) { field = static_cast<Number>(number); });
+        return word(name, &field, sizeof field, {words, words + N}, description);
     }
 
     template <typename Number>
-    Option flag(const std::string &name, Number &field, const std::string &description) const
+    Option &flag(const std::string &name, Number &field, const std::string &description)
     {
-        return on(name, description, [&field] { field = 1; });
+        return on(name, &field, sizeof field, description);
     }
+
+    // Parses the words of a command line. choose is called with the first that is no option, the command, and adds its
+    // options. Returns false when help is asked for, which leaves the rest unchecked.
+    bool parse(const Texts &words, const std::function<void(const std::string &)> &choose);
+
+    const std::vector<Option> &options() const { return options_; }
 
   private:
-    Option word(const std::string &name, const Words &words, const std::string &description,
-                const std::function<void(int)> &take) const;
-    Option on(const std::string &name, const std::string &description, const std::function<void()> &set) const;
+    Option &bytes(const std::string &usage, char *field, size_t size, const std::string &description, Check check,
+                  size_t longest);
+    Option &rows(const std::string &usage, char *fields, size_t size, size_t count, const std::string &description,
+                 Check check, int32_t *taken);
+    Option &integer(const std::string &usage, void *field, size_t size, int64_t low, int64_t high,
+                    const std::string &description);
+    Option &word(const std::string &name, void *field, size_t size, const std::vector<Word> &words,
+                 const std::string &description);
+    Option &on(const std::string &name, void *field, size_t size, const std::string &description);
+    Option &find(const std::string &name);
+    size_t take_option(const Texts &words, size_t at);
+    void take_argument(const std::string &word);
+    void take_all() const;
 
-    CLI::App *app_;
+    std::vector<Option> options_;
+    std::function<void()> consider_ = [] {};
 };

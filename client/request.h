@@ -1,19 +1,55 @@
-// What a command line comes to: the message for the daemon, and how its answer reads.
+// What a command line comes to.
 #pragma once
 
-#include <q7net/protocol.h>
+#include <q7net/client.h>
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 class CommandLine;
-struct Request;
+struct Command;
 
-// What a result code says of one command, where that is more than it says of all.
-struct Meaning {
-    int rc;
-    const char *text;
+enum ExitStatus { kSuccess = 0, kFailure = 1, kUsage = 2, kNoReply = 3 };
+
+// What every command takes.
+struct Options {
+    std::string socket = RD_SOCKET_PATH;
+    std::string place;    // put before what is said: a batch's line
+    int32_t timeout = 60; // s
+    uint32_t tag = 0;
+    uint32_t json = 0;
+    uint32_t quiet = 0;
+    uint32_t verbose = 0;
+    uint32_t log = 0;
+    uint32_t dry_run = 0;
+};
+
+struct Request {
+    const Command *command = nullptr;
+    Options options;
+    RequestFrame frame{};
+    std::string bytes; // of "raw": what stands behind the header
+    // Of what is not sent:
+    std::string argument; // a file, or another command's name
+    uint32_t follow = 0;
+    uint32_t keep_going = 0;
+    bool by_tag = false;
+};
+
+// The connection, which the requests of a batch share.
+class Session
+{
+  public:
+    Session() = default;
+    ~Session() { q7net_close(client_); }
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+
+    q7net *client(const std::string &socket); // null, with errno, if there can be none
+
+  private:
+    q7net *client_ = nullptr;
+    std::string socket_;
 };
 
 // The name of a command is that of its code: RD_CMD_HOSTS_FILE is hosts-file on the command line.
@@ -34,20 +70,19 @@ inline constexpr const char *kCommandName = name.text;
 // The first two members of a Command.
 #define COMMAND(CODE) .name = kCommandName<#CODE>, .code = RD_CMD_##CODE
 
+// Sends the request, waits for its reply, and says what became of it.
+ExitStatus send_request(Session &session, Request &request);
+
+// Sends one that changes nothing, and says how long the reply took.
+ExitStatus ping(Session &session, Request &request);
+
 struct Command {
     const char *name; // on the command line
-    uint32_t code;
+    uint32_t code = 0;
     const char *summary;
-    const char *example;         // its arguments
-    const char *tool = "a tool"; // whose wait status the reply carries
-    std::vector<Meaning> meanings = {};
+    const char *example; // its arguments
     // What the record holds unless told, where that is not zeros.
     void (*set_defaults)(RequestFrame &frame) = [](RequestFrame &) {};
-    void (*add_options)(const CommandLine &command, Request &request) = [](const CommandLine &, Request &) {};
-};
-
-struct Request {
-    Command command{};
-    RequestFrame frame{};
-    std::string message; // what is sent: the frame, unless the command line gave bytes of its own
+    void (*add_options)(CommandLine &command, Request &request) = [](CommandLine &, Request &) {};
+    ExitStatus (*run)(Session &session, Request &request) = send_request;
 };

@@ -39,7 +39,7 @@ void decide_family(StaticAddrsRequest &record)
     record.ipv6 = ipv6 ? 1 : 0;
 }
 
-void add_static_addrs(const CommandLine &command, Request &request)
+void add_static_addrs(CommandLine &command, Request &request)
 {
     StaticAddrsRequest &record = request.frame.static_addrs;
     command.ifname(record.ifname);
@@ -59,7 +59,7 @@ void add_static_addrs(const CommandLine &command, Request &request)
         .excludes("--address")
         .excludes("--gateway")
         .excludes("--route");
-    command.finally([command, &record] {
+    command.finally([&command, &record] {
         record.autoconfig_only = command.has("--autoconfiguration") ? 1 : 0;
         decide_family(record);
     });
@@ -70,19 +70,14 @@ const Command kCommands[] = {
         COMMAND(STATIC_ADDRS),
         .summary = "set static address, gateway and routes of one family",
         .example = "eth0 --address 192.168.1.10/24 --gateway 192.168.1.1 --dad",
-        .tool = "ip",
-        .meanings = {kSeveralSteps},
         .add_options = add_static_addrs,
     },
     {
         COMMAND(IPV4_DAD),
         .summary = "probe for another holder of an IPv4 address, and remove it if there is one",
         .example = "eth0 192.168.1.10/24",
-        .tool = "the probe was answered or failed, and ip",
-        .meanings = {{RD_RC_OK, "a conflict, if there was one, is told by /run/q7net/dhcp/ipv4_dad_conflict"},
-                     kBadIfname},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 Ipv4DadRequest &record = request.frame.ipv4_dad;
                 command.ifname(record.ifname);
                 const auto take = [&record](const std::string &value) {
@@ -100,10 +95,8 @@ const Command kCommands[] = {
         COMMAND(ARPING),
         .summary = "announce an IPv4 address by ARP",
         .example = "eth0 192.168.1.10 192.168.1.1",
-        .tool = "arping",
-        .meanings = {{RD_RC_OK, "it was started; nobody waits for it"}, kBadIfname},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 ArpingRequest &record = request.frame.arping;
                 command.ifname(record.ifname);
                 command.text("ADDRESS", record.address, "the address to announce", ipv4_address).required();
@@ -117,18 +110,12 @@ const Command kCommands[] = {
         COMMAND(DHCP_RELEASE),
         .summary = "release DHCP leases",
         .example = "--ipv4",
-        .tool = "dhclient",
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 DhcpReleaseRequest &record = request.frame.dhcp_release;
                 command.flag("--ipv4", record.dhcp4, "the IPv4 lease");
                 command.flag("--ipv6", record.dhcp6, "the IPv6 lease");
-                command.finally([&request, &record] {
-                    require(record.dhcp4 + record.dhcp6 != 0, "--ipv4 or --ipv6");
-                    if (record.dhcp4 + record.dhcp6 == 2) {
-                        request.command.tool = "dhclient, the statuses of its two runs combined,";
-                    }
-                });
+                command.finally([&record] { require(record.dhcp4 + record.dhcp6 != 0, "--ipv4 or --ipv6"); });
             },
     },
 };

@@ -1,7 +1,5 @@
 // What the files of this folder share. Each has the commands of one group, and all that the client knows of a command
-// stands in its row, among it how its options fill its record. The meanings of a row are all the codes that the daemon
-// answers to what this client sends: it refuses the rest itself, so that another number is a wait status and 11 a
-// segmentation fault.
+// stands in its row, among it how its options fill its record. What its result codes mean, the library knows.
 #pragma once
 
 #include "options.h"
@@ -23,24 +21,23 @@ Group policy_commands();
 Group system_commands();
 Group mdns_commands();
 Group server_commands();
+Group local_commands();
 
-inline const Words kDownUp = {{"down", RD_LINK_DOWN}, {"up", RD_LINK_UP}};
-inline const Words kOffOn = {{"off", 0}, {"on", 1}};
-inline constexpr Meaning kBadIfname = {RD_RC_INVALID, "interface name holds a character that is not allowed"};
-// Where 0 says only that the last step went well.
-inline constexpr Meaning kSeveralSteps = {RD_RC_OK, "the error log tells how each step ended"};
+inline constexpr Word kDownUp[] = {{"down", RD_LINK_DOWN}, {"up", RD_LINK_UP}};
+inline constexpr Word kOffOn[] = {{"off", 0}, {"on", 1}};
 
 // Speed and duplex mean something only without auto-negotiation, and then both do.
 template <typename Record>
-void add_tuning(const CommandLine &command, Record &record)
+void add_tuning(CommandLine &command, Record &record)
 {
-    const Words speeds = {{"10", 10},       {"100", 100},     {"1000", 1000},   {"2500", 2500},   {"10000", 10000},
-                          {"20000", 20000}, {"25000", 25000}, {"40000", 40000}, {"50000", 50000}, {"100000", 100000}};
-    command.choice("--speed", record.speed, speeds, "Mb/s, without auto-negotiation");
+    constexpr Word kSpeeds[] = {{"10", 10},       {"100", 100},      {"1000", 1000},   {"2500", 2500},
+                                {"10000", 10000}, {"20000", 20000},  {"25000", 25000}, {"40000", 40000},
+                                {"50000", 50000}, {"100000", 100000}};
+    command.choice("--speed", record.speed, kSpeeds, "Mb/s, without auto-negotiation");
     command.choice("--duplex", record.duplex, {{"half", RD_DUPLEX_HALF}, {"full", RD_DUPLEX_FULL}},
                    "without auto-negotiation [full]");
     command.choice("--link", record.link_state, kDownUp, "state afterwards [up]");
-    command.finally([command, &record] {
+    command.finally([&command, &record] {
         require(record.autoneg != RD_AUTONEG_OFF || record.speed != 0, "--speed, without auto-negotiation");
         if (record.autoneg != RD_AUTONEG_OFF && (command.has("--speed") || command.has("--duplex"))) {
             refuse("--speed and --duplex need --autoneg off");

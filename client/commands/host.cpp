@@ -24,9 +24,8 @@ void take_usbnic_addresses(UsbnicRequest &record, const std::vector<std::string>
     record.prefix_length = static_cast<uint32_t>(std::max(length, 0));
 }
 
-void check_usbnic(const CommandLine &command, Request &request)
+void check_usbnic(const CommandLine &command, const UsbnicRequest &record)
 {
-    const UsbnicRequest &record = request.frame.usbnic;
     const bool create = record.action == RD_USBNIC_CREATE;
     const bool up = record.action == RD_USBNIC_UP;
     command.no_use({"--host-mac", "--gadget-flag"}, !create, "only create has a use for it");
@@ -34,14 +33,9 @@ void check_usbnic(const CommandLine &command, Request &request)
     command.no_use({"--address", "--dhcp-server"}, create, "create has no use for it");
     require(!create || record.host_mac[0] != '\0', "--host-mac");
     require((!create && !up) || record.device_mac[0] != '\0', "--device-mac");
-    if (create) {
-        request.command.tool = "configfs_gadget_usbpt.sh";
-    } else if (up) {
-        request.command.tool = record.dhcp_server != 0 ? "udhcpd" : "kill";
-    }
 }
 
-void add_usbnic(const CommandLine &command, Request &request)
+void add_usbnic(CommandLine &command, Request &request)
 {
     UsbnicRequest &record = request.frame.usbnic;
     command
@@ -56,7 +50,7 @@ void add_usbnic(const CommandLine &command, Request &request)
     command.flag("--dhcp-server", record.dhcp_server, "up and down: start the DHCP server, else it is stopped");
     command.values("--address ADDRESS/LENGTH", "up to three to set on usbpt", 1, 3,
                    [&record](const std::vector<std::string> &given) { take_usbnic_addresses(record, given); });
-    command.finally([command, &request] { check_usbnic(command, request); });
+    command.finally([&command, &record] { check_usbnic(command, record); });
 }
 
 const Command kCommands[] = {
@@ -64,19 +58,14 @@ const Command kCommands[] = {
         COMMAND(USBNIC),
         .summary = "the USB network function for the host",
         .example = "up --device-mac 02:00:00:00:00:02 --address 169.254.77.1/24 --dhcp-server",
-        .tool = "ip",
-        .meanings = {{RD_RC_FAILED, "no DHCP server is running that could be stopped; the error log tells of the rest"},
-                     kSeveralSteps},
         .add_options = add_usbnic,
     },
     {
         COMMAND(SIDEBAND),
         .summary = "add or delete the side-band macvlans",
         .example = "add --macv2 --macv2-mac 02:00:00:00:00:22 --macve0",
-        .tool = "ip",
-        .meanings = {kSeveralSteps},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 SidebandRequest &record = request.frame.sideband;
                 command
                     .choice("ACTION", record.operation, {{"delete", RD_SIDEBAND_DELETE}, {"add", RD_SIDEBAND_ADD}},
@@ -98,11 +87,9 @@ const Command kCommands[] = {
     {
         COMMAND(INIT_SMARTNIC),
         .summary = "set up or tear down the smart-NIC layout",
-        .example = "up eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00 02:00:00:00:01:01",
-        .tool = "ip",
-        .meanings = {kBadIfname, kSeveralSteps},
+        .example = "up eth3 mif0 --mac 02:00:00:00:00:0f --nic-mac 02:00:00:00:01:00",
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 InitSmartnicRequest &record = request.frame.init_smartnic;
                 command
                     .choice("ACTION", record.mode, {{"down", RD_SMARTNIC_TEAR_DOWN}, {"up", RD_SMARTNIC_SET_UP}},
@@ -112,8 +99,8 @@ const Command kCommands[] = {
                 command.ifname(record.lower, "the management interface on it");
                 command.text("--mac MAC", record.mif_mac, "of the management interface", mac_address).required();
                 command.texts("--nic-mac MAC", record.snic_mac, "up: of up to four smart-NIC interfaces", mac_address,
-                              [&record](size_t count) { record.count = static_cast<int32_t>(count); });
-                command.finally([command, &record] {
+                              &record.count);
+                command.finally([&command, &record] {
                     command.no_use({"--nic-mac"}, record.mode == RD_SMARTNIC_TEAR_DOWN, "only up has a use for it");
                 });
             },
@@ -122,8 +109,6 @@ const Command kCommands[] = {
         COMMAND(INIT_FRONTDEDICATED),
         .summary = "prepare the front dedicated port",
         .example = "eth1 --mac 02:00:00:00:00:01 --autoneg on",
-        .tool = "ip",
-        .meanings = {kBadIfname, kSeveralSteps},
         .set_defaults =
             [](RequestFrame &frame) {
                 frame.init_frontdedicated.autoneg = RD_AUTONEG_LEAVE;
@@ -131,7 +116,7 @@ const Command kCommands[] = {
                 frame.init_frontdedicated.link_state = RD_LINK_UP;
             },
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 InitFrontdedicatedRequest &record = request.frame.init_frontdedicated;
                 command.ifname(record.ifname);
                 command.text("--mac MAC", record.mac, "to give it", mac_address).required();
@@ -145,11 +130,9 @@ const Command kCommands[] = {
         COMMAND(INIT_FLOP_USB_NIC),
         .summary = "prepare a USB NIC",
         .example = "eth4 --mac 02:00:00:00:00:04",
-        .tool = "ip",
-        .meanings = {kBadIfname, kSeveralSteps},
         .set_defaults = [](RequestFrame &frame) { frame.init_flop_usb_nic.link_state = RD_LINK_UP; },
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 InitFlopUsbNicRequest &record = request.frame.init_flop_usb_nic;
                 command.ifname(record.ifname);
                 command.text("--mac MAC", record.mac, "to give it", mac_address).required();

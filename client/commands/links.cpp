@@ -10,10 +10,8 @@ const Command kCommands[] = {
         COMMAND(LINK),
         .summary = "set a link up or down",
         .example = "eth1 down",
-        .tool = "ip",
-        .meanings = {kBadIfname},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 command.ifname(request.frame.link.ifname);
                 command.choice("STATE", request.frame.link.state, kDownUp, "the state to set").required();
             },
@@ -22,15 +20,13 @@ const Command kCommands[] = {
         COMMAND(LINK_TUNING),
         .summary = "set auto-negotiation, speed and duplex",
         .example = "eth2 --autoneg off --speed 1000 --duplex full",
-        .tool = "ip",
-        .meanings = {kBadIfname, kSeveralSteps},
         .set_defaults =
             [](RequestFrame &frame) {
                 frame.link_tuning.duplex = RD_DUPLEX_FULL;
                 frame.link_tuning.link_state = RD_LINK_UP;
             },
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 LinkTuningRequest &record = request.frame.link_tuning;
                 command.ifname(record.ifname);
                 command
@@ -44,12 +40,8 @@ const Command kCommands[] = {
         COMMAND(CONJOIN),
         .summary = "add interfaces to a bond",
         .example = "bond0 eth1 eth2",
-        .tool = "ifenslave",
-        .meanings = {kBadIfname,
-                     {RD_RC_NO_RESOURCE, "the bond's settings could not be opened: is it a bond?"},
-                     kSeveralSteps},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 ConjoinRequest &record = request.frame.conjoin;
                 command.text("BOND", record.bond, "the bond").required();
                 command.texts("LOWER", record.lower, "up to three; the first becomes primary and active").required();
@@ -59,11 +51,7 @@ const Command kCommands[] = {
         COMMAND(SEND_PACKET),
         .summary = "send the link-layer frame stored for an interface",
         .example = "eth0",
-        .meanings = {kBadIfname,
-                     {RD_RC_NO_RESOURCE, "no frame of 64 to 1522 bytes is stored for it, or it could not be sent"},
-                     {RD_RC_NO_CHILD, "no such interface"}},
-        .add_options = [](const CommandLine &command,
-                          Request &request) { command.ifname(request.frame.send_packet.ifname); },
+        .add_options = [](CommandLine &command, Request &request) { command.ifname(request.frame.send_packet.ifname); },
     },
 };
 

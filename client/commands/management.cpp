@@ -5,7 +5,7 @@
 namespace
 {
 
-void add_init_ifaces(const CommandLine &command, Request &request)
+void add_init_ifaces(CommandLine &command, Request &request)
 {
     InitIfacesRequest &record = request.frame.init_ifaces;
     command.flag("--modular", record.is_modular, "the controller sits in a slot: build the internal VLANs");
@@ -47,7 +47,7 @@ void check_mgmt_reconfig(const CommandLine &command, const MgmtReconfigRequest &
     }
 }
 
-void add_mgmt_reconfig(const CommandLine &command, Request &request)
+void add_mgmt_reconfig(CommandLine &command, Request &request)
 {
     MgmtReconfigRequest &record = request.frame.mgmt_reconfig;
     command
@@ -74,7 +74,7 @@ void add_mgmt_reconfig(const CommandLine &command, Request &request)
     command.text("--dedicated IFNAME", record.ded, "an interface whose link follows --dedicated-link");
     command.text("--dedicated2 IFNAME", record.ded2, "another").needs("--dedicated");
     command.choice("--dedicated-link", record.ded_linkstate, kDownUp, "[up]");
-    command.finally([command, &record] { check_mgmt_reconfig(command, record); });
+    command.finally([&command, &record] { check_mgmt_reconfig(command, record); });
 }
 
 const Command kCommands[] = {
@@ -82,16 +82,12 @@ const Command kCommands[] = {
         COMMAND(INIT_IFACES),
         .summary = "initialise the controller's interfaces",
         .example = "--modular --slot 4 --mac 02:00:00:00:00:01 --eth0 --seed-a ABC123",
-        .tool = "ip",
-        .meanings = {kSeveralSteps},
         .add_options = add_init_ifaces,
     },
     {
         COMMAND(MGMT_RECONFIG),
         .summary = "rebuild the management interface, or reapply its settings",
         .example = "rebuild bond0 --lower eth1 eth2 --mac 02:00:00:00:00:01 --vlan 100",
-        .tool = "ip",
-        .meanings = {kBadIfname, kSeveralSteps},
         .set_defaults =
             [](RequestFrame &frame) {
                 frame.mgmt_reconfig.mtu = 1500;
@@ -107,10 +103,8 @@ const Command kCommands[] = {
         COMMAND(MIF_FLUSH),
         .summary = "take the global addresses off the management interface",
         .example = "bond0 --ipv6-default-route",
-        .tool = "ip",
-        .meanings = {kBadIfname, kSeveralSteps},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 MifFlushRequest &record = request.frame.mif_flush;
                 command.ifname(record.ifname, "the management interface");
                 command.flag("--ipv6-default-route", record.ipv6_default_route, "flush that too");
@@ -120,10 +114,8 @@ const Command kCommands[] = {
         COMMAND(RESET_MGMT),
         .summary = "delete the management interface",
         .example = "bond0 --mac 02:00:00:00:00:01",
-        .tool = "ip",
-        .meanings = {kBadIfname, kSeveralSteps},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 ResetMgmtRequest &record = request.frame.reset_mgmt;
                 command.ifname(record.ifname, "the management interface");
                 command.text("--mac MAC", record.mac, "to give to eth3 and eth2", mac_address);

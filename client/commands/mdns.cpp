@@ -10,9 +10,8 @@ const Command kCommands[] = {
         COMMAND(MDNS_BROWSE),
         .summary = "start or stop an mDNS browse",
         .example = "start _zerotouchprovsrv._tcp --interface usbpt",
-        .meanings = {{RD_RC_OK, "the error log tells what becomes of the browse"}},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 MdnsBrowseRequest &record = request.frame.mdns_browse;
                 constexpr size_t kLongestType = 31; // what the daemon looks at
                 command
@@ -29,15 +28,12 @@ const Command kCommands[] = {
         COMMAND(NGM_DEBUG),
         .summary = "ping routers and browse for three seconds; the error log tells what was found",
         .example = "--interface usbpt --router fe80::1",
-        .tool = "ping",
-        .meanings = {{RD_RC_OK, "the error log tells what was found"}},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 NgmDebugRequest &record = request.frame.ngm_debug;
                 command.interface_index("--interface IFNAME", record.interface_index, "to browse on, or 'all'")
                     .required();
-                command.texts("--router ADDRESS", record.router, "up to four to ping", ipv6_address,
-                              [&record](size_t count) { record.count = static_cast<int32_t>(count); });
+                command.texts("--router ADDRESS", record.router, "up to four to ping", ipv6_address, &record.count);
             },
     },
 };

@@ -5,15 +5,11 @@
 namespace
 {
 
-void check_firewall(const CommandLine &command, Request &request)
+void check_firewall(const CommandLine &command, const FirewallRequest &record)
 {
-    const FirewallRequest &record = request.frame.firewall;
     command.no_use({"--interface"}, record.ruleset != RD_RULESET_DEDIPV4, "only dedipv4 has a use for it");
     command.no_use({"--argument"}, record.ruleset != RD_RULESET_DPUFILT, "only dpufilt has a use for it");
     require(record.ruleset != RD_RULESET_DEDIPV4 || record.ifname[0] != '\0', "--interface");
-    if (record.ruleset != RD_RULESET_USB_NAT) {
-        request.command.meanings.push_back({RD_RC_OK, "the error log tells how the firewall script ended"});
-    }
 }
 
 const Command kCommands[] = {
@@ -21,10 +17,8 @@ const Command kCommands[] = {
         COMMAND(FIREWALL),
         .summary = "switch a firewall rule set",
         .example = "usb-nat apply",
-        .tool = "iptables",
-        .meanings = {kBadIfname},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 FirewallRequest &record = request.frame.firewall;
                 command
                     .choice("RULESET", record.ruleset,
@@ -41,17 +35,15 @@ const Command kCommands[] = {
                     .required();
                 command.text("--interface IFNAME", record.ifname, "dedipv4: the interface");
                 command.texts("--argument TEXT", record.argument, "dpufilt: up to four for the firewall script");
-                command.finally([command, &request] { check_firewall(command, request); });
+                command.finally([&command, &record] { check_firewall(command, record); });
             },
     },
     {
         COMMAND(SLBC),
         .summary = "the back channel with firewall and DHCP client",
         .example = "up eth3 --proxy 192.168.1.5",
-        .tool = "iptables",
-        .meanings = {kBadIfname, kSeveralSteps},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 SlbcRequest &record = request.frame.slbc;
                 command
                     .choice("ACTION", record.operation, {{"down", RD_SLBC_TEAR_DOWN}, {"up", RD_SLBC_SET_UP}},
@@ -67,8 +59,6 @@ const Command kCommands[] = {
         COMMAND(BC_IP_RULES),
         .summary = "set the IP rules of the back channel",
         .example = "eth3 --address 10.0.0.5 --netmask 255.255.255.0 --gateway 10.0.0.1 --option",
-        .tool = "tendmoor_bc.sh",
-        .meanings = {kBadIfname},
         .set_defaults =
             [](RequestFrame &frame) {
                 BcIpRulesRequest &record = frame.bc_ip_rules;
@@ -78,7 +68,7 @@ const Command kCommands[] = {
                 strcpy(record.table, "rt2");
             },
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 BcIpRulesRequest &record = request.frame.bc_ip_rules;
                 command.ifname(record.ifname, "interface, or 'none'");
                 command.text("--address ADDRESS", record.address, "IPv4 [none]", ipv4_address_or_none);
@@ -99,10 +89,8 @@ const Command kCommands[] = {
         COMMAND(VLAN_PRIORITY),
         .summary = "set the 802.1p priority of all that leaves a VLAN interface",
         .example = "bond0.100 5",
-        .tool = "ip",
-        .meanings = {kBadIfname},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 VlanPriorityRequest &record = request.frame.vlan_priority;
                 command.ifname(record.ifname, "the VLAN interface");
                 command.number("PRIORITY", record.priority, 0, 7, "the priority").required();

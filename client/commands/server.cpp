@@ -13,11 +13,10 @@ const Command kCommands[] = {
     },
     {
         .name = "raw",
-        .code = 0,
         .summary = "send any command code with any bytes behind the header",
         .example = "7 0100000065746831",
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 command.number("CODE", request.frame.header.cmd, 0, UINT32_MAX, "the command code").required();
                 command.flag("--wait", request.frame.header.wait, "set the header's wait word");
                 command.value("HEX", "the bytes from offset 12 on", [&request](const std::string &digits) {
@@ -29,7 +28,7 @@ const Command kCommands[] = {
                         refuse("HEX", "more than " + std::to_string(RD_MAX_MESSAGE) + " bytes in all");
                     }
                     for (size_t i = 0; i < digits.size(); i += 2) {
-                        request.message += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+                        request.bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
                     }
                 });
             },

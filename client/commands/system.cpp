@@ -5,11 +5,7 @@
 namespace
 {
 
-const Meaning kLongName = {RD_RC_TOO_LONG, "name is longer than 257 characters"};
-const Meaning kBadName = {RD_RC_INVALID, "name holds a character that is not allowed"};
-const Meaning kKernelRefused = {RD_RC_NO_CHILD, "the kernel did not take the name, which it limits to 64 characters"};
-
-const Words kServices = {
+constexpr Word kServices[] = {
     {"avahi-daemon", RD_SERVICE_AVAHI_DAEMON},
     {"lldpd-topology", RD_SERVICE_LLDPD_TOPOLOGY},
     {"llmnrd", RD_SERVICE_LLMNRD},
@@ -26,7 +22,7 @@ const Words kServices = {
     {"ddnsreg", RD_SERVICE_DDNSREG},
 };
 
-void add_service(const CommandLine &command, Request &request)
+void add_service(CommandLine &command, Request &request)
 {
     ServiceRequest &record = request.frame.service;
     command
@@ -35,19 +31,9 @@ void add_service(const CommandLine &command, Request &request)
         .required();
     command.choice("SERVICE", record.service, kServices, "which").required();
     command.flag("--wait", request.frame.header.wait, "answer when it is done, with how it ended");
-    command.finally([&request, &record] {
-        const bool kx_dhclient = record.service == RD_SERVICE_KX_DHCLIENT;
-        if (kx_dhclient) {
-            request.command.tool = "dhclient";
-        }
-        const bool always_waits = kx_dhclient && record.action == RD_SERVICE_STOP;
-        if (request.frame.header.wait == 0 && !always_waits) {
-            request.command.meanings.push_back({RD_RC_OK, "it was started; --wait tells how it ends"});
-        }
-    });
 }
 
-void add_name(const CommandLine &command, Request &request)
+void add_name(CommandLine &command, Request &request)
 {
     command.text("NAME", request.frame.hostname.name, "the name").required();
 }
@@ -57,18 +43,14 @@ const Command kCommands[] = {
         COMMAND(SERVICE),
         .summary = "start, stop or restart a network service",
         .example = "restart network --wait",
-        .tool = "systemctl",
         .add_options = add_service,
     },
     {
         COMMAND(AUTOCONFIG),
         .summary = "run system auto-configuration, or stop its agent",
         .example = "disable",
-        .tool = "systemautoconf.sh",
-        .meanings = {{RD_RC_OK, "nobody waits for the script; the error log tells of the agent"},
-                     {RD_RC_NO_CHILD, "the agent could not be killed, or the script not be started"}},
         .add_options =
-            [](const CommandLine &command, Request &request) {
+            [](CommandLine &command, Request &request) {
                 command.text("ARGUMENT", request.frame.autoconfig.autoconf_arg,
                              "handed to the script, which is not waited for; 'disable' stops the agent instead");
             },
@@ -77,21 +59,18 @@ const Command kCommands[] = {
         COMMAND(HOSTNAME),
         .summary = "set the host name",
         .example = "ctl-01",
-        .meanings = {kLongName, kBadName, kKernelRefused},
         .add_options = add_name,
     },
     {
         COMMAND(DOMAINNAME),
         .summary = "set the domain name",
         .example = "lab.example",
-        .meanings = {kLongName, kBadName, kKernelRefused},
         .add_options = add_name,
     },
     {
         COMMAND(HOSTS_FILE),
         .summary = "rewrite /etc/hosts for a host name",
         .example = "ctl-01",
-        .meanings = {kLongName, kBadName, {RD_RC_NO_RESOURCE, "/etc/hosts could not be opened"}},
         .add_options = add_name,
     },
 };

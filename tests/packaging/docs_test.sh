@@ -12,16 +12,16 @@ words_of() { tr -c 'a-zA-Z0-9_-' '\n' <<<"$1" | sort -u; }
 page=$(sed 's/\\//g; s/\*//g' "$source/packaging/man/q7rdctl.1.scd.in")
 commands=$("$q7rdctl" --help | awk '/^[A-Za-z -]+:$/ { on = $0 != "Options:" && $0 != "Example:" } on && /^  [a-z]/ { print $1 }')
 codes=$(sed -n 's/^    RD_CMD_\([A-Z0-9_]*\) = .*/\1/p' "$source/include/q7net/protocol.h" | tr 'A-Z_' 'a-z-')
-[ "$(sort <<<"$codes"$'\nraw')" = "$(sort <<<"$commands")" ] || fail "not a command for each code: $commands"
+[ "$(sort <<<"$codes"$'\nraw\nbatch\nlog\nping\nhelp')" = "$(sort <<<"$commands")" ] || fail "not a command for each code: $commands"
 for command in $commands; do
     # Its entries in the page: from a line that begins with it to the next entry.
     entry=$(awk -v command="$command" '/^[a-z#]/ { on = $1 == command || $0 ~ "(^|, )" command " _" } on' <<<"$page")
     [ -n "$entry" ] || fail "q7rdctl(1) has no $command"
     told=$(words_of "$entry")
-    for word in $("$q7rdctl" "$command" --help | sed '/^Example:/,$d' | grep -oE '^  --[a-z0-9-]+|\{[^}]*\}' | tr '{,}' '   '); do
+    for word in $("$q7rdctl" "$command" --help | sed '1,/^$/d; /^Example:/,$d' | grep -oE '^  --[a-z0-9-]+|\{[^}]*\}' | tr '{,}' '   '); do
         [[ $word == --help-all || $word =~ ^[0-9]+$ ]] || grep -qx -e "$word" <<<"$told" || fail "q7rdctl(1) does not tell of $word of $command"
     done
-    if [ "$command" != raw ]; then
+    if grep -qx "$command" <<<"$codes"; then
         grep -qx ":  $command\|:\[ $command" "$source/packaging/man/q7net-shellexec.8.scd.in" || fail "q7net-shellexec(8) has no $command"
         grep -q "| \`$command\` |" "$source/README.md" || fail "README.md has no $command"
     fi
@@ -38,7 +38,7 @@ protocol=$(mandoc -T ascii -O width=200 "$man/q7net-protocol.7" | col -b)
 while read -r name; do
     grep -qw "$name" <<<"$protocol" || fail "q7net-protocol(7) has no $name"
 done < <(grep -oE '^    RD_(CMD|RC)_[A-Z0-9_]+' "$source/include/q7net/protocol.h")
-for page in q7net-shellexec.8 q7rdctl.1 q7net-protocol.7 q7net-integration.7; do
+for page in q7net-shellexec.8 q7rdctl.1 q7net.3 q7net-protocol.7 q7net-integration.7; do
     mandoc -T lint -W error "$man/$page" || fail "$page"
     # As a reader's terminal shows it, no name is cut in two; beside the client's examples nothing is too wide.
     shown=$(LC_ALL=C.UTF-8 MANWIDTH=80 man -l "$man/$page" 2>/dev/null | col -bx)
@@ -87,6 +87,8 @@ offers "--macv2 --macv2-mac --macv3 --macv3-mac --macve0" sideband add --mac
 offers "link link-tuning" --json li
 offers "--json" link --js
 offers "lo" mdns-browse start _a._tcp --interface lo
+offers "link link-tuning" help li
+offers "--dry-run" link --dry
 offers "/etc/hostname" --socket /etc/hostn
 
 [ "$failures" = 0 ]
