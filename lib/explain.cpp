@@ -76,10 +76,12 @@ Command dhcp_release(const DhcpReleaseRequest &request)
     return {.tool = both ? "dhclient, the statuses of its two runs combined," : "dhclient"};
 }
 
-// Without a default: the compiler knows of a missing command.
 Command command_of(const RequestFrame &request)
 {
-    switch (static_cast<CommandCode>(request.header.cmd)) {
+    if (request.header.cmd == 0 || request.header.cmd > RD_CMD_COUNT) {
+        return {.own = {{RD_RC_OUT_OF_RANGE, "there is no such command"}}};
+    }
+    switch (static_cast<CommandCode>(request.header.cmd)) { // without a default: the compiler knows of a missing command
     case RD_CMD_AUTOCONFIG:
         return {.unproven = "nobody waits for the script; the error log tells of the agent",
                 .own = {{RD_RC_NO_CHILD, "the agent could not be killed, or the script not be started"}}};
@@ -119,9 +121,9 @@ Command command_of(const RequestFrame &request)
     case RD_CMD_MDNS_BROWSE:
         return {.unproven = "the error log tells what becomes of the browse",
                 .own = {kRange, {RD_RC_NO_NAME, "the service type is missing"}}};
-    case RD_CMD_TERMINATE: return {};
+    case RD_CMD_TERMINATE: break;
     }
-    return {.own = {{RD_RC_OUT_OF_RANGE, "there is no such command"}}};
+    return {};
 }
 
 const char *meaning_of(const Command &command, int32_t rc)

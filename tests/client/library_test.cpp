@@ -170,7 +170,7 @@ TEST_F(Library, ExplainsResults)
         {"CONJOIN", 17, Q7NET_FAILED, "failed: the bond's settings could not be opened: is it a bond?"},
         {"SEND_PACKET", 64, Q7NET_SUCCESS, "done: sent 64 bytes"},
         {"IPV4_DAD", 512, Q7NET_WAIT_STATUS, "the probe was answered or failed, and ip ended with exit status 2"},
-        {"30", 14, Q7NET_REFUSED, "refused: there is no such command"},
+        {"4294967295", 14, Q7NET_REFUSED, "refused: there is no such command"},
     };
     char text[Q7NET_TEXT_SIZE];
     for (const auto &each : cases) {
