@@ -81,7 +81,7 @@ Command command_of(const RequestFrame &request)
     if (request.header.cmd == 0 || request.header.cmd > RD_CMD_COUNT) {
         return {.own = {{RD_RC_OUT_OF_RANGE, "there is no such command"}}};
     }
-    switch (static_cast<CommandCode>(request.header.cmd)) { // without a default: the compiler knows of a missing command
+    switch (static_cast<CommandCode>(request.header.cmd)) { // without a default: the compiler knows of a missing one
     case RD_CMD_AUTOCONFIG:
         return {.unproven = "nobody waits for the script; the error log tells of the agent",
                 .own = {{RD_RC_NO_CHILD, "the agent could not be killed, or the script not be started"}}};
