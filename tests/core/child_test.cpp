@@ -5,6 +5,7 @@
 #include "base/log.h"
 #include "rig/rig.h"
 
+#include <algorithm>
 #include <atomic>
 
 #include <sys/wait.h>

@@ -12,8 +12,8 @@ namespace world
 
 // Begins and ends a run.
 //   luck     decides how tools end, what files hold and what fails; 0: all goes well
-//   request  whose texts keep to their fields; null: there are none
-void begin(uint32_t luck, const RequestFrame *request);
+//   request  whose texts must keep to their fields: those without a NUL are marked; null: there are none
+void begin(uint32_t luck, RequestFrame *request);
 void end();
 unsigned choose(unsigned outcomes); // picks one of so many, 0 being the good one
 

@@ -137,11 +137,7 @@ TEST_F(Publish, GroupFailureAndClientFailureEndPublishing)
     client(AVAHI_CLIENT_FAILURE);
     const Lines asked = published();
     EXPECT_EQ(Lines(asked.end() - 4, asked.end()), (Lines{"free group", "quit", "free client", "free poll"}));
-    const Lines messages = log();
-    EXPECT_EQ(Lines(messages.end() - 6, messages.end()),
-              (Lines{"5 av_client_cb avahi daemon restarted: Operation failed", "5 av_client_cb quitting simple_poll",
-                     "4 av_pub_cleanup cleaning up avahi publishing of ovrak.local", "5 av_publish poll loop exited",
-                     "4 av_publish exiting", "4 av_publish_start mdns publishing ended rc=0"}));
+    EXPECT_EQ(log_of("av_pub_cleanup"), Lines{"4 cleaning up avahi publishing of ovrak.local"});
 }
 
 TEST_F(Publish, LostDaemonStartsOverAndLeavesNothingBehind)
@@ -151,20 +147,20 @@ TEST_F(Publish, LostDaemonStartsOverAndLeavesNothingBehind)
     const Lines run = {"poll",   "client", "loop",         "group",       v4[0],      v4[1],
                        "commit", "quit",   "(free group)", "free client", "free poll"};
     Lines expected;
-    for (int i = 0; i < 100; i++) {
+    for (int i = 0; i < 10; i++) {
         client(AVAHI_CLIENT_S_RUNNING);
         client(AVAHI_CLIENT_FAILURE);
         expected.insert(expected.end(), run.begin(), run.end());
     }
-    std::vector<uintptr_t> stack; // where each run stands on it
-    script->in_new.resize(100, [&stack] {
+    std::set<uintptr_t> stack; // where each run stands on it
+    script->in_new.resize(10, [&stack] {
         const char here = 0;
-        stack.push_back(reinterpret_cast<uintptr_t>(&here));
+        stack.insert(reinterpret_cast<uintptr_t>(&here));
     });
-    script->in_new.push_back([] { script->state(AVAHI_CLIENT_FAILURE); }); // the 101st is lost before its loop runs
+    script->in_new.push_back([] { script->state(AVAHI_CLIENT_FAILURE); }); // this one is lost before its loop runs
     script->in_new.push_back([] { script->failing = {"poll"}; });
     const Lines asked = published();
-    EXPECT_EQ(Lines(asked.begin(), asked.begin() + 1100), expected);
-    EXPECT_EQ(stack.at(1), stack.at(99)) << "a restart is no recursion";
+    EXPECT_EQ(Lines(asked.begin(), asked.begin() + static_cast<ptrdiff_t>(expected.size())), expected);
+    EXPECT_LE(stack.size(), 2U) << "a restart is no recursion"; // the first is called by another than the rest
     EXPECT_EQ(log_of("av_publish_start"), Lines{"4 mdns publishing ended rc=0"});
 }
