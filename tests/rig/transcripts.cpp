@@ -25,8 +25,8 @@
 //     - PATH                    a file that is gone
 //
 // A line that comes several times in a row is told once, with "(N times)"; twenty and more equal characters are told as
-// in requests, x*20; a space that ends a line is followed by a |. With --accept the files are brought to what was seen, to be looked at with
-// git diff.
+// in requests, x*20; a space that ends a line is followed by a |. With --accept the files are brought to what was seen,
+// to be looked at with git diff.
 
 #include "fields.h"
 #include "rig/rig.h"
@@ -334,6 +334,11 @@ int main(int argc, char *argv[])
     }
     if (files.empty()) {
         fprintf(stderr, "which transcripts?\n");
+        return 98;
+    }
+    // Tools that get the daemon's own output would be taken for such as get none.
+    if (fs::read_symlink("/proc/self/fd/1") == "/dev/null" || fs::read_symlink("/proc/self/fd/2") == "/dev/null") {
+        fprintf(stderr, "neither standard output nor standard error may be /dev/null here\n");
         return 98;
     }
     rig::enter(rig::Tools::kRecording);
