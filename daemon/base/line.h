@@ -12,7 +12,6 @@
 #include <array>
 #include <cstddef>
 #include <span>
-#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -24,7 +23,20 @@ struct Typed {
     char text[N] = {};
     consteval Typed() = default;
     consteval Typed(const char (&typed)[N]) { std::copy_n(typed, N, text); } // NOLINT(google-explicit-constructor)
-    consteval size_t count(char wanted) const { return static_cast<size_t>(std::ranges::count(text, wanted)); }
+    // How often a character stands from one index on, up to another.
+    constexpr size_t count(char wanted, size_t from = 0, size_t to = N) const
+    {
+        return static_cast<size_t>(std::count(text + from, text + to, wanted));
+    }
+    constexpr bool has_at(size_t at, const char *word) const
+    {
+        for (; *word != '\0'; word++, at++) {
+            if (at >= N || text[at] != *word) {
+                return false;
+            }
+        }
+        return true;
+    }
 };
 
 // A line cut into words, with so many places.
@@ -57,13 +69,12 @@ struct Cut {
     {
         constexpr size_t kStart = start_of(I);
         constexpr size_t kEnd = I + 1 < kWords ? start_of(I + 1) - 1 : sizeof typed.text - 1;
-        constexpr std::string_view kTyped(typed.text + kStart, kEnd - kStart);
-        static_assert(!kTyped.empty(), "a blank too many");
-        static_assert(
-            kTyped.find_first_of("<>\t\n") == std::string_view::npos ||
-                (kTyped[0] == '<' && kTyped.find_first_of("<>\t\n", 1) == kTyped.size() - 1 && kTyped.back() == '>'),
-            "a place is a word of its own, <name>");
-        if constexpr (kTyped[0] == '<') {
+        constexpr bool kPlace = typed.text[kStart] == '<';
+        static_assert(kEnd > kStart, "a blank too many");
+        static_assert(typed.count('<', kStart, kEnd) == (kPlace ? 1 : 0) &&
+                          typed.count('>', kStart, kEnd) == (kPlace ? 1 : 0) && (typed.text[kEnd - 1] == '>') == kPlace,
+                      "a place is a word of its own, <name>");
+        if constexpr (kPlace) {
             return nullptr;
         } else {
             constexpr auto kText = [] {

@@ -21,14 +21,16 @@ template <size_t Values, Typed typed>
 consteval Rule<Values> rd_rule()
 {
     constexpr bool kGood = [] {
-        std::string_view rest(typed.text);
+        size_t at = 0;
         size_t places = 0;
-        for (const std::string_view name : {"<action>", "<ifname>", "<proxy>"}) {
-            const size_t at = rest.find('<');
-            if (at == std::string_view::npos || !rest.substr(at).starts_with(name)) {
+        for (const char *name : {"<action>", "<ifname>", "<proxy>"}) {
+            while (at < sizeof typed.text && typed.text[at] != '<') {
+                at++;
+            }
+            if (!typed.has_at(at, name)) {
                 break;
             }
-            rest.remove_prefix(at + 1);
+            at++;
             places++;
         }
         return places >= 1 && places <= Values + 1 && places == Cut<typed>::kPlaces;
