@@ -33,7 +33,7 @@ void show_bytes(const char *title, const std::string &bytes)
 static std::string value_of(const std::string &frame, const Field &field)
 {
     if (field.is_text) {
-        return std::string(frame, field.offset, field.size).c_str();
+        return frame.substr(field.offset, std::min(field.size, frame.find('\0', field.offset) - field.offset));
     }
     int32_t number = 0;
     frame.copy(reinterpret_cast<char *>(&number), field.size, field.offset);

@@ -51,7 +51,7 @@ std::string taken(zsock_t *socket, size_t size = 0, uint32_t tag_change = 0)
     ReplyFrame reply{};
     memcpy(&reply, zframe_data(frame), sizeof(RequestHeader));
     zframe_destroy(&frame);
-    const std::string tag = std::to_string(reply.tag);
+    std::string tag = std::to_string(reply.tag);
     reply.tag += tag_change;
     frame = zframe_new(&reply, size);
     size == 0 ? zframe_destroy(&frame) : void(zframe_send(&frame, socket, 0));

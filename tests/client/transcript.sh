@@ -43,7 +43,7 @@ if [ "$1" = inside ]; then
     exit
 fi
 [ "$1" = --accept ] && accept=1 && shift
-build=$1 file=$2 example=$(dirname "$0")/../../lib/example.py
+build=$1 file=$2 example=$(dirname "$0")/../../lib/examples/link.py
 seen=$("$build/tests/sandbox" /bin/bash -c "$(cat "$0")" transcript inside \
     5<"$build/tests/client_example" 6<"$build/libq7net.so.1" 7<"$example" 8<"$file") || exit
 if [ "${accept-}" ]; then

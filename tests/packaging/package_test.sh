@@ -129,9 +129,9 @@ inside() {
     check 'grep -qx ADDRESS=169.254.77.1 /etc/default/q7mdnspublish'
 
     echo "# removed and purged"
-    check dpkg --remove q7net-shellexec q7net-shellexec-dev
+    check dpkg --remove q7net-shellexec q7net-shellexec-dev libq7net1
     check '! pgrep q7net-shellexec && ! [ -e /run/q7net/q7rd.socket ] && [ -e /etc/default/q7mdnspublish ]'
-    check dpkg --purge q7net-shellexec q7net-shellexec-dev
+    check dpkg --purge q7net-shellexec q7net-shellexec-dev libq7net1
     check '[ -z "$(find / -xdev -path /proc -prune -o -path /var/cache -prune -o -name "*q7*" -print)" ]'
     check '! [ -e /run/q7net ]'
     check '[ -z "$(systemctl list-units --all --no-legend "q7*")" ]'
