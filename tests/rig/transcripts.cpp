@@ -16,7 +16,7 @@
 //   later                       nothing but time, until what is below has come
 //   messages                    all messages of the next of these three are told, not the complaints alone
 //
-// and, below those three, what it comes to:
+// and, below those three, what it comes to, or behind a request and a colon if that is one line alone:
 //
 //     LEVEL FUNCTION TEXT       a message in the platform log: a complaint (levels 2 and 3), or how a tool that nobody
 //                               waited for ended; the error log is compared with levels 2 to 4 in any case
@@ -128,7 +128,7 @@ class Transcript : public rig::Controller
         const bool only_waits = told[0] == "later";
         const bool reaps = joined(told).find("reaped a zombie child") != std::string::npos;
         const std::map<std::string, std::string> before = files();
-        std::string request = told[0].substr(0, told[0].rfind(" = "));
+        std::string request = told[0].substr(0, told[0].find(" = "));
         if (!only_waits) {
             request += " = " + std::to_string(client.request(request.substr(request.find(' '))));
         }
@@ -146,6 +146,9 @@ class Transcript : public rig::Controller
                 }
                 append(seen, changes(before));
                 seen = abridged(seen);
+                if (seen.size() == 2 && !only_waits) {
+                    seen = {seen[0] + ": " + seen[1].substr(strlen("    "))};
+                }
                 return seen == told;
             },
             accepting || HasFailure() ? only_waits ? 3000 : 300 : 20'000);
