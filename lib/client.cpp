@@ -285,6 +285,11 @@ int q7net_receive(q7net *client, ReplyFrame *reply)
     }
     // Both sockets are read until there is nothing: only then does the descriptor tell of what comes next.
     const Events events = take_events(client);
+    if (client->state == kConnecting) {
+        int ready = 0;
+        size_t size = sizeof ready;
+        zmq_getsockopt(client->socket, ZMQ_EVENTS, &ready, &size); // takes what the library tells itself
+    }
     if (client->state == kConnecting && events.connected) {
         hand_over(client);
     }

@@ -5,6 +5,7 @@
 #include <q7net/client.h>
 
 #include <poll.h>
+#include <signal.h>
 #include <sys/wait.h>
 
 namespace
@@ -70,6 +71,25 @@ TEST_F(Library, WaitsForADaemonThatIsJustStarting)
     });
     EXPECT_EQ(request("LINK tag=2 state=1 ifname=eth1", 20'000), Q7NET_OK) << q7net_problem(client_);
     EXPECT_EQ(calls(), rig::Lines{"/sbin/ip link set dev eth1 up"});
+}
+
+// A stopped daemon's backlog takes the connection, and nothing comes of it.
+TEST_F(Library, SleepsWhileNothingComes)
+{
+    rig::Daemon daemon;
+    ASSERT_TRUE(wait_for_message("waiting for msg"));
+    kill(daemon.pid(), SIGSTOP);
+    const auto used_ms = [] {
+        timespec time{};
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+        return time.tv_sec * 1000 + time.tv_nsec / 1'000'000;
+    };
+    const auto before = used_ms();
+    EXPECT_EQ(request("LINK ifname=eth1", 1000), Q7NET_NO_DAEMON);
+    EXPECT_LT(used_ms() - before, 300);
+    kill(daemon.pid(), SIGCONT);
+    EXPECT_EQ(request("LINK ifname=eth1", 10'000), Q7NET_OK) << "not sent before, nor twice now";
+    EXPECT_EQ(calls().size(), 1U);
 }
 
 // What may have been carried out is not sent again, to nobody, and its late reply is no other's.
