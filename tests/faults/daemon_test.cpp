@@ -149,7 +149,12 @@ TEST_F(Resources, KilledAtAnyMomentItLeavesNothingHalfDone)
             zframe_t *request = zframe_new(&frame, sizeof frame);
             zframe_send(&request, client.socket(), 0);
             usleep(static_cast<useconds_t>(moment) * 150);
-        } // killed here
+        } // killed here; a child that is not yet its tool has the socket open a moment longer
+        EXPECT_TRUE(rig::wait_until([] {
+            const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+            const sockaddr_un address{.sun_family = AF_UNIX, .sun_path = RD_SOCKET_PATH};
+            return connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0;
+        }));
         // Those written in place may be empty; each record of the error log is whole.
         const std::string hosts = rig::read_file("/etc/hosts");
         EXPECT_TRUE(hosts.empty() || hosts == "(none)" || hosts.ends_with("\tctl-07\n")) << hosts;
