@@ -1,5 +1,6 @@
 #include "endpoint.h"
 
+#include "base/child.h"
 #include "base/file.h"
 #include "base/log.h"
 
@@ -14,6 +15,8 @@
 #include <unistd.h>
 
 static constexpr int kReplyTimeoutMs = 5000; // no reply is waited for longer, if one ever had to be
+static constexpr int kServedTries = 10;
+static constexpr int64_t kServedPauseUs = 50'000;
 static constexpr int kLingerMs = 500;
 // Of one connection. A client has one request under way and may have given up waiting for it and sent another; more it
 // keeps to itself until there is room.
@@ -33,9 +36,13 @@ static bool is_served()
 
 zsock_t *rd_open_endpoint()
 {
-    if (is_served()) {
-        RD_ERROR("another server listens on %s\n", RD_SOCKET_PATH);
-        return nullptr;
+    // A child of a server that was killed holds its socket too, until it has become a tool.
+    for (int tries = 0; is_served(); tries++) {
+        if (tries == kServedTries) {
+            RD_ERROR("another server listens on %s\n", RD_SOCKET_PATH);
+            return nullptr;
+        }
+        rd_sleep_us(kServedPauseUs);
     }
     zsys_handler_set(nullptr); // CZMQ's own handlers would only set a flag: SIGTERM and SIGINT shall end us
     zsock_t *socket = zsock_new(ZMQ_ROUTER);
