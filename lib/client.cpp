@@ -290,7 +290,7 @@ int q7net_receive(q7net *client, ReplyFrame *reply)
         size_t size = sizeof ready;
         zmq_getsockopt(client->socket, ZMQ_EVENTS, &ready, &size); // takes what the library tells itself
     }
-    if (client->state == kConnecting && events.connected) {
+    if (client->state == kConnecting && events.connected && !events.ended) {
         hand_over(client);
     }
     const bool sent = client->state == kSent;
@@ -301,7 +301,8 @@ int q7net_receive(q7net *client, ReplyFrame *reply)
     disconnect(client);
     return sent ? fail(client, Q7NET_LOST,
                        "no answer: the daemon has ended meanwhile; whether it carried this out is not known")
-                : fail(client, Q7NET_NO_DAEMON, "nobody listens on %s: the daemon has ended", client->path);
+                : fail(client, Q7NET_NO_DAEMON, "no connection on %s: the daemon has ended, or has too many",
+                       client->path);
 }
 
 int q7net_give_up(q7net *client)
