@@ -188,7 +188,8 @@ if mmdebstrap --quiet --variant=extract --include=pkg-config bullseye "$root/old
 else
     echo "SKIPPED: pkg-config 0.29 is not to be had"
 fi
-export PKG_CONFIG_LIBDIR=$root/all/usr/share/pkgconfig PKG_CONFIG_SYSROOT_DIR=$root/all
+# The older leaves out the compiler's own /usr/include, which a cross compiler finds by itself, unless it is told not to.
+export PKG_CONFIG_LIBDIR=$root/all/usr/share/pkgconfig PKG_CONFIG_SYSROOT_DIR=$root/all PKG_CONFIG_ALLOW_SYSTEM_CFLAGS=1
 for implementation in "${implementations[@]}"; do
     flags=$("$implementation" --cflags q7net-protocol)
     # shellcheck disable=SC2086 # words
@@ -197,7 +198,7 @@ struct RequestFrame request = {.header = {.cmd = RD_CMD_LINK}, .link = {.state =
     [ "${flags% }" = "-I$root/all/usr/include" ] || fail "$flags"
     echo "q7net-protocol.pc, by $implementation $("$implementation" --version): $flags"
 done
-unset PKG_CONFIG_LIBDIR PKG_CONFIG_SYSROOT_DIR
+unset PKG_CONFIG_LIBDIR PKG_CONFIG_SYSROOT_DIR PKG_CONFIG_ALLOW_SYSTEM_CFLAGS
 
 # Installed twice, and below another prefix.
 release=$root/other/build/release
