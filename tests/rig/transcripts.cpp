@@ -14,7 +14,8 @@
 //   > REQUEST = RC              a request to the daemon (see request.h) and the reply's result code,
 //   >> REQUEST = RC             one whose tools are not waited for, so that their lines are put last, or
 //   later                       nothing but time, until what is below has come
-//   messages                    all messages of the next of these three are told, not the complaints alone
+//   messages [FUNCTION...]      all messages of the next of these three are told, not the complaints alone; or those of
+//                               the functions whose names begin so: what shared steps say is told once elsewhere
 //
 // and, below those three, what it comes to, or behind a request and a colon if that is one line alone:
 //
@@ -115,7 +116,7 @@ class Transcript : public rig::Controller
             alone ? void() : client.have_children_reaped();
             return alone;
         })) << "a tool is left";
-        const Lines left = shown(log(), false);
+        const Lines left = shown(log());
         EXPECT_EQ(joined(left), "") << "after the last request";
         append(told_.seen, left);
         told_.done = true;
@@ -139,7 +140,7 @@ class Transcript : public rig::Controller
                 reaps ? client.have_children_reaped() : void();
                 append(messages, platform_log.take());
                 seen = {request};
-                append(seen, shown(messages, all_messages_));
+                append(seen, shown(messages));
                 if (request.starts_with(">>")) {
                     std::stable_partition(seen.begin() + 1, seen.end(),
                                           [](const auto &line) { return line[4] != '/'; });
@@ -153,7 +154,7 @@ class Transcript : public rig::Controller
             },
             accepting || HasFailure() ? only_waits ? 3000 : 300 : 20'000);
         expect_in_error_log(messages);
-        all_messages_ = false;
+        told_functions_.clear();
         return seen;
     }
 
@@ -169,7 +170,9 @@ class Transcript : public rig::Controller
         } else if (what == "folder") {
             fs::create_directories(path);
         } else if (what == "messages") {
-            all_messages_ = true;
+            told_functions_ = words;
+            told_functions_.erase(told_functions_.begin());
+            told_functions_.resize(std::max<size_t>(told_functions_.size(), 1)); // all names begin with nothing
         } else if (what == "link") {
             fs::create_directories(fs::path(path).parent_path());
             fs::remove(path);
@@ -249,15 +252,18 @@ class Transcript : public rig::Controller
         return result;
     }
 
-    // All messages but those that each request brings, or the complaints alone; the tools among them in any case.
-    static Lines shown(const Lines &messages, bool all)
+    // The complaints, and the other messages that are told but for those that each request brings; the tools among them.
+    Lines shown(const Lines &messages) const
     {
         Lines lines;
         for (const std::string &message : messages) {
             const bool usual =
                 message.starts_with("5 rd_server ") || message == "6 rd_server server received empty frame";
             const bool reaped = message.starts_with("6 rd_server reaped");
-            if (all ? !usual : message[0] < '4' || reaped) { // '/' of a tool is less
+            const bool told = std::any_of(told_functions_.begin(), told_functions_.end(), [&](const auto &function) {
+                return message.substr(2).starts_with(function);
+            });
+            if (message[0] < '4' || reaped || (told && !usual)) { // '/' of a tool is less
                 const size_t time = message.find(" at ", message.find("rd_systemd_service_control"));
                 lines.push_back("    " + message.substr(0, time) + (time < message.size() ? " at TIME" : "") +
                                 (message.ends_with(' ') ? "|" : ""));
@@ -268,7 +274,7 @@ class Transcript : public rig::Controller
 
     const File &file_;
     Case &told_;
-    bool all_messages_ = false;
+    Lines told_functions_; // beginnings of their names
 };
 
 // Registered when several transcripts are given.
