@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <regex>
 #include <sstream>
 
 namespace rig
@@ -19,26 +20,12 @@ namespace rig
 
 std::vector<std::string> words_of(const std::string &line)
 {
+    static const std::regex word("('[^']*'|[^ '])+");
+    static const std::regex line_end(R"(\\n)");
     std::vector<std::string> words;
-    bool quoted = false;
-    bool open = false; // a word has begun
-    for (size_t i = 0; i < line.size(); i++) {
-        if (line[i] == ' ' && !quoted) {
-            open = false;
-            continue;
-        }
-        if (!open) {
-            words.emplace_back();
-            open = true;
-        }
-        if (line[i] == '\'') {
-            quoted = !quoted;
-        } else if (line.compare(i, 2, "\\n") == 0) {
-            words.back() += '\n';
-            i++;
-        } else {
-            words.back() += line[i];
-        }
+    for (std::sregex_iterator each(line.begin(), line.end(), word), end; each != end; ++each) {
+        words.push_back(std::regex_replace(each->str(), line_end, "\n"));
+        std::erase(words.back(), '\'');
     }
     return words;
 }

@@ -31,10 +31,14 @@ static void must(bool good, const std::string &what)
     }
 }
 
-static void bind(const fs::path &source, const fs::path &target)
+// What the machine has at a path is there in the new root, too.
+static void bind(const fs::path &source, const fs::path &root)
 {
-    fs::is_directory(source) ? void(fs::create_directories(target)) : void(std::ofstream(target));
-    must(mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0, "bind " + target.string());
+    const fs::path target = root / source.relative_path();
+    if (fs::exists(source)) {
+        fs::is_directory(source) ? void(fs::create_directories(target)) : void(std::ofstream(target));
+        must(mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0, "bind " + target.string());
+    }
 }
 
 static void mount_new(const char *type, const fs::path &target)
@@ -63,37 +67,30 @@ static void build_root(Tools tools, bool real_root, const fs::path &root, const 
     std::ofstream(root / "etc/group") << "root:x:0:\navahi:x:101:\nq7net:x:" << (real_root ? 500 : 0) << ":\n";
     std::ofstream(root / "etc/passwd") << "root:x:0:0:root:/:/bin/sh\navahi:x:101:101::/:/bin/false\n";
     if (tools == Tools::kReal) {
-        bind("/usr", root / "usr");
+        for (const char *folder : {"/usr", "/etc/alternatives", "/etc/iproute2"}) {
+            bind(folder, root);
+        }
         fs::create_symlink("usr/bin", root / "bin");
         fs::create_symlink("usr/sbin", root / "sbin");
-        for (const char *config : {"/etc/alternatives", "/etc/iproute2"}) {
-            if (fs::exists(config)) {
-                bind(config, root / fs::path(config).relative_path());
-            }
-        }
+        mount_new("sysfs", root / "sys");
     } else {
-        for (const char *library : {"/usr/lib", "/usr/lib64"}) {
-            if (fs::exists(library)) {
-                bind(library, root / fs::path(library).relative_path());
-            }
-        }
+        bind("/usr/lib", root);
+        bind("/usr/lib64", root);
         for (const fs::path tool : kTools) {
             fs::create_directories(root / tool.parent_path().relative_path());
             fs::create_symlink("/rig/standin", root / tool.relative_path());
         }
     }
     for (const char *device : {"/dev/null", "/dev/full", "/dev/urandom"}) {
-        bind(device, root / fs::path(device).relative_path());
+        bind(device, root);
     }
     if (kept != nullptr) {
-        bind(kept, root / fs::path(kept).relative_path());
+        bind(kept, root);
     }
     mount_new("devpts", root / "dev/pts");
     fs::create_symlink("pts/ptmx", root / "dev/ptmx");
     mount_new("proc", root / "proc");
-    if (tools == Tools::kReal) {
-        mount_new("sysfs", root / "sys");
-    } else {
+    if (tools == Tools::kRecording) {
         mount_new("tmpfs", root / "proc/sys/net");
     }
     must(chroot(root.c_str()) == 0 && chdir("/") == 0, "chroot");
@@ -175,11 +172,8 @@ bool wait_until(const std::function<bool()> &condition, int timeout_ms)
 
 size_t open_descriptors(pid_t pid)
 {
-    size_t count = 0;
-    for ([[maybe_unused]] const auto &entry : fs::directory_iterator("/proc/" + std::to_string(pid) + "/fd")) {
-        count++;
-    }
-    return count;
+    const fs::directory_iterator descriptors("/proc/" + std::to_string(pid) + "/fd");
+    return static_cast<size_t>(std::distance(begin(descriptors), end(descriptors)));
 }
 
 bool has_second_user()
@@ -400,15 +394,6 @@ Lines Controller::log_of(const std::string &function)
     return messages;
 }
 
-std::string Controller::ipv6(const std::string &name)
-{
-    std::string settings;
-    for (const char *setting : {"disable_ipv6", "accept_ra", "addr_gen_mode"}) {
-        settings += read_file("/proc/sys/net/ipv6/conf/" + name + "/" + setting)[0];
-    }
-    return settings;
-}
-
 bool Controller::wait_for_message(const std::string &text, int timeout_ms)
 {
     return wait_until([&] { return platform_log.all().find(text) != std::string::npos; }, timeout_ms);
@@ -431,13 +416,11 @@ Daemon::Daemon(Lines arguments, const std::function<void()> &prepare) : pid_(for
 Daemon::~Daemon()
 {
     if (pid_ > 0 && getenv("GCOV_PREFIX") != nullptr) { // only a program that ends by itself leaves its counts
-        zsock_t *socket = zsock_new_req(">" RD_ENDPOINT);
-        zsock_set_linger(socket, 0);
+        Client client;
         const RequestHeader terminate{RD_CMD_TERMINATE, 0, 0};
-        zframe_t *frame = zframe_new(&terminate, sizeof terminate);
-        zframe_send(&frame, socket, 0);
+        zsock_set_linger(client.socket(), 0);
+        zsock_send(client.socket(), "b", &terminate, sizeof terminate);
         wait();
-        zsock_destroy(&socket);
     }
     if (pid_ > 0) {
         kill(pid_, SIGKILL);

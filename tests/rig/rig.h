@@ -66,8 +66,6 @@ class Controller : public testing::Test
 
     // A network interface, with its files in sysfs and procfs.
     static void interface(const std::string &name, const std::string &operstate = "up\n");
-    // What became of its disable_ipv6, accept_ra and addr_gen_mode, which read "023" at first.
-    static std::string ipv6(const std::string &name);
     // Tells the tools: calls beginning with these words end with this exit status, or signal if negative.
     static void answer(const std::string &words, int status, int delay_ms = 0);
     static Lines calls();       // the tools run since the last time, with their words

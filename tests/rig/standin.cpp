@@ -8,17 +8,18 @@
 // While /rig/in-order exists, each call is noted in the platform log too, where it stands among the messages.
 // Statically linked, so that it needs no library in the controller's root.
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+namespace fs = std::filesystem;
 
 static void append(const char *path, const std::string &text)
 {
@@ -29,11 +30,10 @@ static void append(const char *path, const std::string &text)
     close(fd);
 }
 
-static std::string target_of(const std::string &fd)
+static std::string target_of(const fs::path &link)
 {
-    char target[256];
-    const ssize_t size = readlink(("/proc/self/fd/" + fd).c_str(), target, sizeof target);
-    return size < 0 ? "closed" : std::string(target, static_cast<size_t>(size));
+    std::error_code closed;
+    return fs::read_symlink(link, closed);
 }
 
 static void note_in_order(const std::string &words)
@@ -46,38 +46,29 @@ static void note_in_order(const std::string &words)
 
 static bool is_quiet(int fd)
 {
-    return target_of(std::to_string(fd)) == "/dev/null" && write(fd, "x", 1) == 1;
+    return target_of("/proc/self/fd/" + std::to_string(fd)) == "/dev/null" && write(fd, "x", 1) == 1;
 }
 
 // The environment, working directory and umask, standard input, descriptors above 2, and the blocked and ignored signals.
 static std::string inherited()
 {
-    char *const cwd = get_current_dir_name();
-    std::string state = "cwd=" + std::string(cwd) + " env=";
-    free(cwd);
+    std::string state = "cwd=" + fs::current_path().string() + " env=";
     for (char **variable = environ; *variable != nullptr; variable++) {
         state += *variable + std::string(",");
     }
-    state += " stdin=" + target_of("0") + " others=";
-    DIR *descriptors = opendir("/proc/self/fd");
-    while (const dirent *entry = readdir(descriptors)) {
-        const long fd = strtol(entry->d_name, nullptr, 10);
-        if (fd > 2 && fd != dirfd(descriptors)) {
-            state += target_of(entry->d_name) + ",";
+    state += " stdin=" + target_of("/proc/self/fd/0") + " others=";
+    for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+        const std::string target = target_of(entry.path());
+        if (std::stoi(entry.path().filename()) > 2 && !target.ends_with("/fd")) { // the folder itself
+            state += target + ",";
         }
     }
-    closedir(descriptors);
-    FILE *status = fopen("/proc/self/status", "re");
-    char line[256];
-    while (fgets(line, sizeof line, status) != nullptr) {
-        for (const char *name : {"Umask:", "SigBlk:", "SigIgn:"}) {
-            if (strncmp(line, name, strlen(name)) == 0) {
-                line[strcspn(line, "\n")] = '\0';
-                state += std::string(" ") + name + (line + strlen(name) + 1);
-            }
+    std::ifstream status("/proc/self/status");
+    for (std::string name, value; status >> name && std::getline(status >> std::ws, value);) {
+        if (name == "Umask:" || name == "SigBlk:" || name == "SigIgn:") {
+            state += " " + name + value;
         }
     }
-    fclose(status);
     return state + "\n";
 }
 
@@ -96,13 +87,11 @@ int main(int argc, char *argv[])
         note_in_order(call);
     }
 
-    FILE *answers = fopen("/rig/answers", "re");
+    std::ifstream answers("/rig/answers");
     int status = 0;
     int delay_ms = 0;
-    char prefix[512];
-    // NOLINTNEXTLINE(cert-err34-c): written by the rig
-    while (answers != nullptr && fscanf(answers, "%d %d %511[^\n]", &status, &delay_ms, prefix) == 3) {
-        if (strncmp(words.c_str(), prefix, strlen(prefix)) == 0) {
+    for (std::string prefix; answers >> status >> delay_ms && std::getline(answers >> std::ws, prefix);) {
+        if (words.starts_with(prefix)) {
             usleep(static_cast<useconds_t>(delay_ms) * 1000);
             if (status < 0) {
                 kill(getpid(), -status);

@@ -35,7 +35,6 @@
 #include <algorithm>
 #include <fstream>
 #include <map>
-#include <set>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -75,11 +74,6 @@ void append(Lines &lines, const Lines &more)
     lines.insert(lines.end(), more.begin(), more.end());
 }
 
-bool is_outcome(const std::string &line)
-{
-    return line.starts_with("    ");
-}
-
 class Transcript : public rig::Controller
 {
   public:
@@ -103,7 +97,8 @@ class Transcript : public rig::Controller
                 continue;
             }
             const auto below = told_.lines.begin() + static_cast<ptrdiff_t>(i) + 1;
-            const Lines told(below - 1, std::find_if_not(below, told_.lines.end(), is_outcome));
+            const Lines told(below - 1, std::find_if_not(below, told_.lines.end(),
+                                                         [](const auto &next) { return next.starts_with("    "); }));
             const Lines seen = carried_out(client, told);
             EXPECT_EQ(joined(told), joined(seen));
             append(told_.seen, seen);
@@ -285,16 +280,14 @@ class EveryCommand : public testing::Test
 
     void TestBody() override
     {
-        std::set<std::string> told = {""};
+        std::string told = ">  "; // the command without a name
         for (const File &file : files_) {
             for (const Case &each : file.cases) {
-                for (const std::string &line : each.lines) {
-                    told.insert(line.starts_with(">") ? rig::words_of(line).at(1) : "");
-                }
+                told += joined(each.lines);
             }
         }
-        for (const char *command : kCommands) {
-            EXPECT_TRUE(told.contains(command)) << command << " has no case";
+        for (const std::string command : kCommands) {
+            EXPECT_NE(told.find("> " + command + " "), std::string::npos) << command << " has no case";
         }
     }
 
