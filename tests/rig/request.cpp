@@ -2,6 +2,7 @@
 
 #include "fields.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -38,12 +39,8 @@ std::string repeated(const std::string &value)
 
 static uint32_t code_of(const std::string &command)
 {
-    for (uint32_t code = 0; code < std::size(kCommands); code++) {
-        if (command == kCommands[code]) {
-            return code;
-        }
-    }
-    return static_cast<uint32_t>(std::stol(command));
+    const auto *const found = std::find(std::begin(kCommands), std::end(kCommands), command);
+    return static_cast<uint32_t>(found != std::end(kCommands) ? found - kCommands : std::stol(command));
 }
 
 RequestFrame request_of(const std::string &line)

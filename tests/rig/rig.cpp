@@ -60,9 +60,7 @@ static void build_root(Tools tools, bool real_root, const fs::path &root, const 
         }
     }
     for (const char *library : {"lib", "lib64", "lib32"}) {
-        if (fs::exists(fs::path("/usr") / library)) {
-            fs::create_symlink(fs::path("usr") / library, root / library);
-        }
+        fs::create_symlink(fs::path("usr") / library, root / library);
     }
     std::ofstream(root / "etc/group") << "root:x:0:\navahi:x:101:\nq7net:x:" << (real_root ? 500 : 0) << ":\n";
     std::ofstream(root / "etc/passwd") << "root:x:0:0:root:/:/bin/sh\navahi:x:101:101::/:/bin/false\n";
@@ -150,12 +148,7 @@ void write_file(const std::string &path, const std::string &text)
 std::string read_file(const std::string &path)
 {
     std::ifstream file(path);
-    if (!file) {
-        return "(none)";
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return file ? std::string(std::istreambuf_iterator(file), {}) : "(none)";
 }
 
 bool wait_until(const std::function<bool()> &condition, int timeout_ms)
@@ -174,11 +167,6 @@ size_t open_descriptors(pid_t pid)
 {
     const fs::directory_iterator descriptors("/proc/" + std::to_string(pid) + "/fd");
     return static_cast<size_t>(std::distance(begin(descriptors), end(descriptors)));
-}
-
-bool has_second_user()
-{
-    return read_file("/proc/self/uid_map").find("4294967295") != std::string::npos;
 }
 
 // "function():LINE - text\n" as "function text": lines of source move.
@@ -339,11 +327,6 @@ Lines Controller::calls()
     return lines;
 }
 
-std::string Controller::state()
-{
-    return read_file("/rig/state");
-}
-
 Lines Controller::error_log()
 {
     const std::string text = fs::exists("/run/q7net/q7neterrs") ? read_file("/run/q7net/q7neterrs") : "";
@@ -392,11 +375,6 @@ Lines Controller::log_of(const std::string &function)
         }
     }
     return messages;
-}
-
-bool Controller::wait_for_message(const std::string &text, int timeout_ms)
-{
-    return wait_until([&] { return platform_log.all().find(text) != std::string::npos; }, timeout_ms);
 }
 
 Daemon::Daemon(Lines arguments, const std::function<void()> &prepare) : pid_(fork())

@@ -37,7 +37,11 @@ void write_file(const std::string &path, const std::string &text); // makes the 
 std::string read_file(const std::string &path);                    // "(none)" when there is no such file
 bool wait_until(const std::function<bool()> &condition, int timeout_ms = 10'000);
 size_t open_descriptors(pid_t pid);
-bool has_second_user(); // false in a user namespace of our own, which knows root alone
+// Not in a user namespace of our own, which knows root alone.
+inline bool has_second_user()
+{
+    return read_file("/proc/self/uid_map").find("4294967295") != std::string::npos;
+}
 
 // What was sent to /dev/log.
 class PlatformLog
@@ -68,14 +72,17 @@ class Controller : public testing::Test
     static void interface(const std::string &name, const std::string &operstate = "up\n");
     // Tells the tools: calls beginning with these words end with this exit status, or signal if negative.
     static void answer(const std::string &words, int status, int delay_ms = 0);
-    static Lines calls();       // the tools run since the last time, with their words
-    static std::string state(); // what the last tool run inherited
-    Lines error_log();          // "function text" since the last time; each must be a whole record
+    static Lines calls(); // the tools run since the last time, with their words
+    static std::string state() { return read_file("/rig/state"); } // what the last tool run inherited
+    Lines error_log(); // "function text" since the last time; each must be a whole record
     // Checks that exactly the records of levels 2 to 4 came to the error log since the last time, in this order.
     void expect_in_error_log(const Lines &records);
     Lines log(); // "LEVEL function text" of all messages since the last time, having checked this
     Lines log_of(const std::string &function); // the same of one function: "LEVEL text"
-    bool wait_for_message(const std::string &text, int timeout_ms = 10'000);
+    bool wait_for_message(const std::string &text, int timeout_ms = 10'000)
+    {
+        return wait_until([&] { return platform_log.all().find(text) != std::string::npos; }, timeout_ms);
+    }
 
     PlatformLog platform_log;
 

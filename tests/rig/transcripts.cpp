@@ -49,15 +49,13 @@ bool accepting = false;
 struct Case {
     std::string title;
     Lines lines; // as in the file
-    Lines seen;  // as they should read
-    bool done = false;
+    Lines seen;  // as they should read, once the case has been run
 };
 
 struct File {
     int fd;
     std::string name;
-    Lines preamble;
-    std::vector<Case> cases;
+    std::vector<Case> cases; // the first is what stands before all others
 };
 
 std::string joined(const Lines &lines)
@@ -81,7 +79,7 @@ class Transcript : public rig::Controller
 
     void TestBody() override
     {
-        for (const std::string &line : file_.preamble) {
+        for (const std::string &line : file_.cases[0].lines) {
             arrange(line);
         }
         rig::write_file("/rig/in-order", "");
@@ -114,7 +112,6 @@ class Transcript : public rig::Controller
         const Lines left = shown(log());
         EXPECT_EQ(joined(left), "") << "after the last request";
         append(told_.seen, left);
-        told_.done = true;
     }
 
   private:
@@ -272,40 +269,32 @@ class Transcript : public rig::Controller
     Lines told_functions_; // beginnings of their names
 };
 
-// Registered when several transcripts are given.
-class EveryCommand : public testing::Test
+// Whether each command has a case.
+bool is_complete(const std::vector<File> &files)
 {
-  public:
-    explicit EveryCommand(const std::vector<File> &files) : files_(files) {}
-
-    void TestBody() override
-    {
-        std::string told = ">  "; // the command without a name
-        for (const File &file : files_) {
-            for (const Case &each : file.cases) {
-                told += joined(each.lines);
-            }
-        }
-        for (const std::string command : kCommands) {
-            EXPECT_NE(told.find("> " + command + " "), std::string::npos) << command << " has no case";
+    std::string told;
+    for (const File &file : files) {
+        for (const Case &each : file.cases) {
+            told += joined(each.lines);
         }
     }
-
-  private:
-    const std::vector<File> &files_;
-};
+    return std::all_of(std::begin(kCommands) + 1, std::end(kCommands), [&told](const std::string &command) {
+        const bool found = told.find("> " + command + " ") != std::string::npos;
+        return found || fprintf(stderr, "%s has no case\n", command.c_str()) < 0;
+    });
+}
 
 File load(const char *path)
 {
-    File file{open(path, O_RDWR | O_CLOEXEC), fs::path(path).stem(), {}, {}};
+    File file{open(path, O_RDWR | O_CLOEXEC), fs::path(path).stem(), {{}}};
     std::ifstream stream(path);
     for (std::string line; std::getline(stream, line);) {
         if (line.starts_with("## ")) {
             file.cases.push_back({line.substr(3), {}, {}});
         }
-        (file.cases.empty() ? file.preamble : file.cases.back().lines).push_back(line);
+        file.cases.back().lines.push_back(line);
     }
-    if (file.cases.empty()) {
+    if (file.cases.size() == 1) {
         fprintf(stderr, "%s: no cases\n", path);
         exit(98);
     }
@@ -314,9 +303,9 @@ File load(const char *path)
 
 void accept(const File &file)
 {
-    std::string text = joined(file.preamble);
+    std::string text;
     for (const Case &each : file.cases) {
-        text += joined(each.done ? each.seen : each.lines);
+        text += joined(each.seen.empty() ? each.lines : each.seen);
     }
     if (ftruncate(file.fd, 0) != 0 || pwrite(file.fd, text.data(), text.size(), 0) < 0) {
         perror(file.name.c_str());
@@ -338,6 +327,9 @@ int main(int argc, char *argv[])
         fprintf(stderr, "which transcripts?\n");
         return 98;
     }
+    if (files.size() > 1 && !is_complete(files)) {
+        return 98;
+    }
     // Tools that get the daemon's own output would be taken for such as get none.
     if (fs::read_symlink("/proc/self/fd/1") == "/dev/null" || fs::read_symlink("/proc/self/fd/2") == "/dev/null") {
         fprintf(stderr, "neither standard output nor standard error may be /dev/null here\n");
@@ -346,14 +338,10 @@ int main(int argc, char *argv[])
     rig::enter(rig::Tools::kRecording);
     testing::InitGoogleTest(&argc, argv);
     for (File &file : files) {
-        for (Case &each : file.cases) {
-            testing::RegisterTest(file.name.c_str(), each.title.c_str(), nullptr, nullptr, __FILE__, __LINE__,
-                                  [&file, &each] { return new Transcript(file, each); });
+        for (auto each = file.cases.begin() + 1; each != file.cases.end(); ++each) {
+            testing::RegisterTest(file.name.c_str(), each->title.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                                  [&file, each] { return new Transcript(file, *each); });
         }
-    }
-    if (files.size() > 1) {
-        testing::RegisterTest("Transcripts", "TellEveryCommand", nullptr, nullptr, __FILE__, __LINE__,
-                              [&files] { return new EveryCommand(files); });
     }
     const int status = RUN_ALL_TESTS();
     for (const File &file : files) {
