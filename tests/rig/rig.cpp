@@ -200,7 +200,7 @@ PlatformLog::PlatformLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 
         while (!stop.stop_requested()) { // or the queue would fill and the daemon wait
             pollfd ready{socket_, POLLIN, 0};
             if (poll(&ready, 1, 20) == 1) {
-                read(MSG_DONTWAIT);
+                read();
             }
         }
     });
@@ -214,11 +214,11 @@ PlatformLog::~PlatformLog()
     unlink("/dev/log");
 }
 
-void PlatformLog::read(int flags)
+void PlatformLog::read()
 {
     const std::lock_guard lock(mutex_);
     char bytes[8192];
-    for (ssize_t size = 0; (size = recv(socket_, bytes, sizeof bytes, flags)) > 0;) {
+    for (ssize_t size = 0; (size = recv(socket_, bytes, sizeof bytes, MSG_DONTWAIT)) > 0;) {
         // "<PRIORITY>Nov 22 21:33:30 q7net-shellexec: text"
         const std::string record(bytes, static_cast<size_t>(size) - (bytes[size - 1] == '\0' ? 1 : 0));
         if (record[0] == '/') { // a tool's
@@ -240,14 +240,14 @@ void PlatformLog::read(int flags)
 
 std::string PlatformLog::all()
 {
-    read(MSG_DONTWAIT);
+    read();
     const std::lock_guard lock(mutex_);
     return records_;
 }
 
 Lines PlatformLog::take()
 {
-    read(MSG_DONTWAIT);
+    read();
     const std::lock_guard lock(mutex_);
     return split(std::exchange(records_, ""));
 }

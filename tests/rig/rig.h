@@ -54,7 +54,7 @@ class PlatformLog
     Lines take();
 
   private:
-    void read(int flags);
+    void read();
     int socket_;
     std::mutex mutex_;
     std::string records_;
