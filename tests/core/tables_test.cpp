@@ -53,9 +53,10 @@ class Tables : public rig::Controller
 
 TEST_F(Tables, Services)
 {
-    const Lines units = {"avahi-daemon",   "lldpd-topology", "llmnrd",    "network",    "nodediscd", "",
-                         "radvd",          "dhclient",       "dhclient6", "dhclient6s", "dhcpd6",    "q7mdnspublish",
-                         "wpa_supplicant", "ddnsreg"};
+    // clang-format off
+    const Lines units = {"avahi-daemon", "lldpd-topology", "llmnrd", "network", "nodediscd", "", "radvd", "dhclient",
+        "dhclient6", "dhclient6s", "dhcpd6", "q7mdnspublish", "wpa_supplicant", "ddnsreg"};
+    // clang-format on
     for (size_t i = 0; i < units.size(); i++) {
         request("SERVICE action=1 wait=1 service=" + std::to_string(i));
         EXPECT_TRUE(units[i].empty() || calls().back() == "/bin/systemctl start " + units[i]) << units[i];
@@ -73,18 +74,12 @@ TEST_F(Tables, Speeds)
 
 TEST_F(Tables, BroadcastAddresses)
 {
+    // clang-format off
     const std::tuple<std::string, std::string, std::string> cases[] = {
-        {"192.168.1.10", "24", " broadcast 192.168.1.255"},
-        {"192.168.1.10", "32", " broadcast 192.168.1.10"},
-        {"192.168.1.10", "31", " broadcast 192.168.1.11"},
-        {"10.1.2.3", "1", " broadcast 127.255.255.255"},
-        {"10.1.2.3", "0", ""},
-        {"10.1.2.3", "33", ""},
-        {"10.1.2.3", "-2147483648", ""},
-        {"fe80::1", "32", ""},
-        {"::10.1.2.3", "24", ""},
-        {"192.168.1", "24", ""},
-    };
+        {"192.168.1.10", "32", " broadcast 192.168.1.10"}, {"192.168.1.10", "31", " broadcast 192.168.1.11"},
+        {"10.1.2.3", "1", " broadcast 127.255.255.255"}, {"10.1.2.3", "0", ""}, {"10.1.2.3", "33", ""},
+        {"10.1.2.3", "-2147483648", ""}, {"fe80::1", "32", ""}, {"::10.1.2.3", "24", ""}, {"192.168.1", "24", ""}};
+    // clang-format on
     for (const auto &[address, prefix, broadcast] : cases) {
         request("STATIC_ADDRS ifname=eth0 address=" + address + " prefix_len=" + prefix);
         EXPECT_EQ(calls(), Lines{"/sbin/ip addr add " + address + "/" + prefix +

@@ -55,36 +55,29 @@ if command -v python3 >/dev/null; then
     example '^import struct' | python3 -c 'import sys; compile(sys.stdin.read(), "example", "exec")' || fail "the example in Python"
 fi
 
-# Completion: complete WORD... = what is offered for the last word.
+# Completion: offers EXPECTED WORD...: what is offered for the last word.
 # shellcheck source=/dev/null
 . /usr/share/bash-completion/bash_completion
 # shellcheck source=/dev/null
 . "$source/packaging/completion/q7rdctl"
-complete_words() {
+offers() {
+    local expected=$1
+    shift
     COMP_LINE="$q7rdctl $*" COMP_WORDS=("$q7rdctl" "$@") COMP_CWORD=$#
     COMP_POINT=${#COMP_LINE} COMPREPLY=()
     _q7rdctl "$q7rdctl" "${COMP_WORDS[$#]}" "${COMP_WORDS[$#-1]}" || true
-    echo "${COMPREPLY[*]}"
+    [ "${COMPREPLY[*]}" = "$expected" ] || fail "'$*' completes to '${COMPREPLY[*]}', not '$expected'"
 }
-offers() {
-    local expected=$1 offered
-    shift
-    offered=$(complete_words "$@")
-    [ "$offered" = "$expected" ] || fail "'$*' completes to '$offered', not '$expected'"
-}
-offers "$(tr '\n' ' ' <<<"$commands" | sed 's/ $//')" ""
+offers "$(paste -sd' ' <<<"$commands")" ""
 offers "link-tuning" link-t
 offers "down up" link eth0 ""
 offers "stop start restart" --tag 7 service ""
 offers "dhclient dhclient6 dhclient6s dhcpd6" service stop dh
 offers "off on" mgmt-reconfig rebuild bond0 --ipv6 ""
-offers "rebuild" mgmt-reconfig --vlan 5 re
 offers "--macv2 --macv2-mac --macv3 --macv3-mac --macve0" sideband add --mac
-offers "hosts-file" --json hosts
 offers "--json" link --js
 offers "lo" mdns-browse start _a._tcp --interface lo
 offers "sideband" help si
-offers "--dry-run" link --dry
 offers "/etc/hostname" --socket /etc/hostn
 
 [ "$failures" = 0 ]

@@ -23,6 +23,11 @@ inside() {
         failures=$((failures + 1))
     }
     pid() { systemctl show -P MainPID q7net-shellexec; }
+    new_one_serves() { check '[ "$(pid)" != '"$old"' ] && q7rdctl link lo up'; }
+    script() { # script NAME LINE...: one of the platform's
+        printf '%s\n' '#!/bin/sh' "${@:2}" >"/etc/sysapps_script/network/$1"
+        chmod +x "/etc/sysapps_script/network/$1"
+    }
 
     echo "# installed and running"
     check systemctl is-active q7net-shellexec
@@ -43,8 +48,7 @@ inside() {
 
     echo "# what the unit must let it do"
     mkdir -p /etc/sysapps_script/network
-    printf '#!/bin/sh\necho works >/tmp/from-script\n' >/etc/sysapps_script/network/systemautoconf.sh
-    chmod +x /etc/sysapps_script/network/systemautoconf.sh
+    script systemautoconf.sh 'echo works >/tmp/from-script'
     ip link add eth0 type veth peer name peer0
     ip link set peer0 up
     check 'q7rdctl link eth0 up && ip link show eth0 | grep -q LOWER_UP'
@@ -65,23 +69,22 @@ inside() {
     dhclient=$(pgrep dhclient)
     old=$(pid)
     check systemctl restart q7net-shellexec
-    check '[ "$(pid)" != '"$old"' ] && q7rdctl link lo up'
+    new_one_serves
     check '[ "$(pgrep dhclient)" = '"$dhclient"' ]'
     for end in 'kill -KILL $(pid)' 'q7rdctl terminate'; do
         old=$(pid)
         eval "$end" >/dev/null
-        check '[ "$(pid)" != '"$old"' ] && q7rdctl link lo up'
+        new_one_serves
     done
     check 'q7rdctl slbc down eth0 && ! pgrep dhclient'
 
     echo "# a stop waits for the command under way, but not for ever"
-    printf '#!/bin/sh\nsleep 3\ntouch /tmp/finished\n' >/etc/sysapps_script/network/fwctrl.sh
-    chmod +x /etc/sysapps_script/network/fwctrl.sh
+    script fwctrl.sh 'sleep 3' 'touch /tmp/finished'
     q7rdctl firewall ping apply >/dev/null &
     sleep 0.5
     check systemctl restart q7net-shellexec
     check '[ -e /tmp/finished ] && q7rdctl link lo up'
-    printf '#!/bin/sh\nexec sleep 1000\n' >/etc/sysapps_script/network/fwctrl.sh
+    script fwctrl.sh 'exec sleep 1000'
     q7rdctl firewall ping apply >/dev/null 2>&1 &
     sleep 0.5
     check timeout 60 systemctl restart q7net-shellexec
@@ -91,8 +94,7 @@ inside() {
     echo "# the publisher"
     ip link add usbpt type veth peer name peerusb
     ip addr add 169.254.77.1/24 dev usbpt
-    ip link set peerusb up
-    ip link set usbpt up
+    for link in peerusb usbpt; do ip link set "$link" up; done
     echo ADDRESS=169.254.77.1 >/etc/default/q7mdnspublish
     check systemctl restart q7mdnspublish
     check 'avahi-resolve -4 -n ovrak.local | grep -q 169.254.77.1'
@@ -114,8 +116,7 @@ inside() {
     dpkg-deb -R "$package" /tmp/newer
     sed -i 's/^Version: .*/Version: 99/' /tmp/newer/DEBIAN/control
     dpkg-deb -b /tmp/newer /tmp/newer.deb >/dev/null
-    printf '#!/bin/sh\nsleep 3\n' >/etc/sysapps_script/network/fwctrl.sh
-    chmod +x /etc/sysapps_script/network/fwctrl.sh
+    script fwctrl.sh 'sleep 3'
     old=$(pid)
     q7rdctl firewall ping apply >/tmp/answer 2>&1 &
     asked=$!
@@ -123,7 +124,7 @@ inside() {
     check 'dpkg -i /tmp/newer.deb </dev/null'
     wait "$asked" || true
     check 'grep "^done" /tmp/answer'
-    check '[ "$(pid)" != '"$old"' ] && q7rdctl link lo up'
+    new_one_serves
     check 'dpkg -s q7net-shellexec | grep -qx "Version: 99"'
     check '! readlink /proc/$(pid)/exe | grep deleted'
     check 'grep -qx ADDRESS=169.254.77.1 /etc/default/q7mdnspublish'
@@ -146,21 +147,21 @@ fi
 packages=$(cd "${1:?the directory of the packages}" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
 source=$(cd "$here/../.." && pwd)
-lintian --fail-on error,warning --allow-root "$packages"/*.*deb
-echo "lintian: nothing to complain of"
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
 fail() { echo "FAILED: $*"; exit 1; }
+quietly() { # quietly WHAT COMMAND...: its output is shown when it fails
+    "${@:2}" >"$root/log" 2>&1 || { tail -n 20 "$root/log"; fail "$1"; }
+}
+lintian --fail-on error,warning --allow-root "$packages"/*.*deb
+echo "lintian: nothing to complain of"
 
 # The same sources in another folder, forty days later.
 mkdir "$root/other"
 tar -C "$source" -c --exclude=./build --exclude=./.git . | tar -C "$root/other" -x
-(
-    cd "$root/other"
-    faketime -f +40d cmake --preset release
-    faketime -f +40d cmake --build --preset release -- --quiet
-    faketime -f +40d cpack --config build/release/CPackConfig.cmake -B build/packages
-) >"$root/log" 2>&1 || { tail -n 20 "$root/log"; fail "built in another folder"; }
+quietly "built in another folder" env -C "$root/other" faketime -f +40d bash -ec 'cmake --preset release
+    cmake --build --preset release -- --quiet
+    cpack --config build/release/CPackConfig.cmake -B build/packages'
 for package in "$packages"/*.*deb; do
     cmp "$package" "$root/other/build/packages/${package##*/}" || fail "${package##*/} differs from one made elsewhere"
     (cd "$packages" && sha256sum "${package##*/}")
@@ -213,11 +214,11 @@ echo "cmake --install: keeps configuration, and to its prefix"
 # The daemon alone, with a platform library that has no SONAME.
 mkdir "$root/platform"
 c++ -shared -fPIC -o "$root/platform/libvaskdlog.so" "$source/platform/vaskdlog/vaskdlog.cpp"
-cmake -S "$source" -B "$root/alone" -G Ninja -DQ7NET_VASKDLOG=system -DQ7NET_CLIENT=OFF -DQ7NET_MAN=OFF \
+quietly "the daemon alone" cmake -S "$source" -B "$root/alone" -G Ninja -DQ7NET_VASKDLOG=system -DQ7NET_CLIENT=OFF -DQ7NET_MAN=OFF \
     -DCMAKE_PREFIX_PATH="$root/platform" -DVASKDLOG_LIBRARY="$root/platform/libvaskdlog.so" \
     -DVASKDLOG_INCLUDE_DIR="$source/platform/vaskdlog" -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_CXX_FLAGS=-D_FORTIFY_SOURCE=3 -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON >"$root/log"
-cmake --build "$root/alone" -- --quiet >>"$root/log" 2>&1 || { tail -n 20 "$root/log"; fail "the daemon alone"; }
+    -DCMAKE_CXX_FLAGS=-D_FORTIFY_SOURCE=3 -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON
+quietly "the daemon alone" cmake --build "$root/alone" -- --quiet
 readelf -d "$root/alone/q7net-shellexec" | grep -F 'NEEDED' | grep -F '[libvaskdlog.so]' ||
     fail "the platform library is not recorded by its name"
 
