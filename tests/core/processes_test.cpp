@@ -74,11 +74,10 @@ TEST_F(Processes, DisablingAutoconfigurationKillsTheAgentAndNothingElse)
     Daemon daemon;
     Client client;
     const std::string pid_file = "/run/q7net/serverconfigagent.pid";
-    const std::pair<std::string, bool> cases[] = {{"/run/bin/serverconfigagent", true},
-                                                  {"/run/bin/sshd", false},
-                                                  // 31 characters are looked at
-                                                  {"/run/bin/aaaaaaaaaaaa/serverconfigagent", false}};
-    for (const auto &[path, is_agent] : cases) {
+    // 31 characters are looked at
+    for (const std::string path :
+         {"/run/bin/serverconfigagent", "/run/bin/sshd", "/run/bin/aaaaaaaaaaaa/serverconfigagent"}) {
+        const bool is_agent = path == "/run/bin/serverconfigagent";
         const pid_t pid = start(path, pid_file);
         EXPECT_EQ(client.request("AUTOCONFIG autoconf_arg=disable"), 0);
         EXPECT_FALSE(fs::exists(pid_file));
