@@ -101,7 +101,7 @@ inside() {
 
     echo "# the log is rotated while it is written, and no record is lost"
     before=$(wc -l </run/q7net/q7neterrs)
-    { for i in {1..300}; do q7rdctl --tag "$i" sideband delete --macve0 >/dev/null || true; done; } &
+    { for i in {1..300}; do q7rdctl --tag "$i" sideband delete --macve0 >/dev/null 2>&1 || true; done; } &
     writer=$!
     for i in 1 2; do
         sleep 0.5
