@@ -15,6 +15,7 @@
 static constexpr int kMostDescriptors = 256;
 static constexpr int kPauseMs = 10;
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's are reserved names
 extern "C" int accept4(int listener, sockaddr *address, socklen_t *length, int flags)
 {
     const auto connection = static_cast<int>(syscall(SYS_accept4, listener, address, length, flags));

@@ -39,7 +39,7 @@ void rd_set_socket_perms();
 //   request  zeros where the message was shorter; what is longer is cut, and the last byte is always NUL
 //   refusal  0, or the code that refuses a message which is no request
 // Returns whether there was a message: not when a signal interrupted the wait.
-bool rd_receive(zsock_t *socket, Envelope *envelope, RequestFrame *request, int32_t *refusal);
+bool rd_receive(zsock_t *zsock, Envelope *envelope, RequestFrame *request, int32_t *refusal);
 
 // Answers the request that came in this envelope. A reply to who has gone, or takes none, is lost.
-void rd_send_reply(zsock_t *socket, Envelope *envelope, const RequestHeader &request, int32_t rc);
+void rd_send_reply(zsock_t *zsock, Envelope *envelope, const RequestHeader &request, int32_t rc);

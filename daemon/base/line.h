@@ -100,7 +100,7 @@ consteval Line<Cut<typed>::kPlaces> rd_line()
 
 // A line with its places filled: the argument vector of one call.
 struct Argv {
-    Argv(std::span<const char *const> words, const char *const values[]);
+    Argv(std::span<const char *const> line, const char *const values[]);
     const char *words[kMostWords];
 };
 

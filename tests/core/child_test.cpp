@@ -66,7 +66,7 @@ TEST_F(Child, FailedExecNeverHangsOnAnotherThreadsLoggerLock)
     constexpr int kTimes = 100;
     const auto chatter = [](const std::stop_token &stop) {
         while (!stop.stop_requested()) {
-            RD_WARN("chatter\n");
+            RD_WARN("chatter\n"); // NOLINT(bugprone-lambda-function-name)
         }
     };
     std::jthread first(chatter);

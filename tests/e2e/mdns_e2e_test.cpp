@@ -11,8 +11,9 @@ class RealMdns : public rig::Controller
   protected:
     RealMdns()
     {
+        // NOLINTNEXTLINE(cert-env33-c)
         EXPECT_EQ(system("ip link add usbpt type veth peer name peer0; ip addr add 192.168.7.1/24 dev usbpt;"
-                         "ip link set lo up; ip link set peer0 up; ip link set usbpt up"), // NOLINT(cert-env33-c)
+                         "ip link set lo up; ip link set peer0 up; ip link set usbpt up"),
                   0);
         EXPECT_TRUE(rig::wait_until([] { return fs::exists("/run/dbus/system_bus_socket"); }));
     }
