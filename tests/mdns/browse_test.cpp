@@ -6,6 +6,7 @@
 
 #include <arpa/inet.h>
 #include <avahi-common/strlst.h>
+#include <unistd.h>
 
 using avahi::script;
 using rig::Lines;
@@ -100,18 +101,18 @@ TEST_F(Browse, RunsFromStartToStop)
     script->wait_for_end();
     EXPECT_EQ(calls(), (Lines{"/etc/sysapps_script/network/fwctrl.sh mdns remove",
                               "/etc/sysapps_script/network/fwctrl.sh mdns apply"}));
-    EXPECT_EQ(script->asked, (Lines{"poll", "client", "browse " + std::string(31, 'x') + " if=-1", "browser", "loop",
-                                    "quit", "free browser", "free client", "free poll"}));
+    EXPECT_EQ(script->asked, (Lines{"poll", "client", "browser " + std::string(31, 'x') + " if=-1", "loop", "quit",
+                                    "free browser", "free client", "free poll"}));
     EXPECT_TRUE(wait_for_message("5 av_mdns_browse_thread thread exiting..."));
 }
 
-TEST_F(Browse, ProvisioningArgumentsLandInTheirFile)
+TEST_F(Browse, FoundServicesLandInTheFileOrTheLog)
 {
     start();
     find(kZeroTouch, {"other=1", "ARGS=abc"});
     EXPECT_EQ(rig::read_file(kFile), "VSI=abc\n");
-    EXPECT_EQ(script->asked[5], "resolve srv " + std::string(kZeroTouch) + " local if=5 proto=0");
-    EXPECT_EQ(script->asked[7], "free resolver");
+    EXPECT_EQ(script->asked[4], "resolver srv " + std::string(kZeroTouch) + " local if=5 proto=0");
+    EXPECT_EQ(script->asked[5], "free resolver");
     EXPECT_EQ(log(), (Lines{"5 av_browse_cb got new srvc 'srv'", "4 av_get_mdns_txt_data keypair: other = 1",
                             "4 av_get_mdns_txt_data keypair: ARGS = abc", "4 av_get_mdns_txt_data updated zt file",
                             "4 av_resolve_cb found srvc: far.local - 10.0.0.5"}));
@@ -125,11 +126,8 @@ TEST_F(Browse, ProvisioningArgumentsLandInTheirFile)
     fs::create_symlink("/dev/full", kFile);
     find(kZeroTouch, {"args=x"});
     EXPECT_TRUE(wait_for_message("2 av_get_mdns_txt_data ERROR - unable to write zt file No space left on device"));
-}
-
-TEST_F(Browse, OtherServicesTellTypeAndSlot)
-{
-    start("_Redfish._tcp");
+    fs::remove(kFile);
+    log();
     find("_Redfish._tcp", {"DEF_DEVICETYPE=first", "DEF_DEVICETYPE=ServerModule01", "def_slotinfo=123", "args=x"});
     EXPECT_EQ(log_of("av_resolve_cb"), Lines{"4 found srvc: far.local ServerMod-12 10.0.0.5"});
     EXPECT_EQ(rig::read_file(kFile), "(none)");
@@ -152,17 +150,13 @@ TEST_F(Browse, HostileTextsAreHarmless)
     EXPECT_EQ(rig::read_file(kFile), "VSI=one?two?\t\x7f\n");
 }
 
-TEST_F(Browse, EventsAreLogged)
+TEST_F(Browse, UnluckyEventsAreSurvived)
 {
     start();
     in_loop([] {
-        for (const AvahiClientState state :
-             {AVAHI_CLIENT_S_REGISTERING, AVAHI_CLIENT_S_RUNNING, AVAHI_CLIENT_S_COLLISION, AVAHI_CLIENT_CONNECTING}) {
-            script->state(state);
-        }
         script->client_cb(nullptr, AVAHI_CLIENT_FAILURE, nullptr);
-        script->browsed(AVAHI_BROWSER_CACHE_EXHAUSTED);
-        script->browsed(AVAHI_BROWSER_ALL_FOR_NOW);
+        script->browser_cb(nullptr, 5, 0, AVAHI_BROWSER_NEW, "", "", "", AvahiLookupResultFlags(0), nullptr);
+        script->state(AVAHI_CLIENT_S_COLLISION);
         script->browsed(AVAHI_BROWSER_REMOVE, "srv\n");
         script->failing = {"resolver"};
         script->browsed(AVAHI_BROWSER_NEW);
@@ -172,19 +166,14 @@ TEST_F(Browse, EventsAreLogged)
             script->resolver_cb(resolver, 5, 0, AVAHI_RESOLVER_FAILURE, "srv\n", "_a._tcp", "local", nullptr, nullptr,
                                 0, nullptr, AvahiLookupResultFlags(0), nullptr);
         }
-        script->browser_cb(nullptr, 5, 0, AVAHI_BROWSER_NEW, "", "", "", AvahiLookupResultFlags(0), nullptr);
     });
     EXPECT_EQ(script->asked.back(), "free resolver");
-    EXPECT_EQ(log(),
-              (Lines{"5 av_mdns_browse_client_cb state = REGISTERING", "5 av_mdns_browse_client_cb state = RUNNING",
-                     "5 av_mdns_browse_client_cb state = COLLISION", "5 av_mdns_browse_client_cb state = CONNECTING",
-                     "5 av_mdns_browse_client_cb invalid client", "5 av_browse_cb CACHE_EXHAUSTED",
-                     "5 av_browse_cb ALL_FOR_NOW", "5 av_browse_cb got REMOVE: srvc 'srv?'",
-                     "5 av_browse_cb got new srvc 'srv'",
-                     "2 av_browse_cb ERROR - unable to resolve service 'srv': Operation failed",
-                     "5 av_browse_cb got new srvc 'srv'",
+    Lines errors = log();
+    std::erase_if(errors, [](const std::string &line) { return line[0] != '2'; });
+    EXPECT_EQ(errors,
+              (Lines{"2 av_browse_cb ERROR - unable to resolve service 'srv': Operation failed",
                      "2 av_resolve_cb ERROR - unable to resolve service 'srv?' in domain 'local': Operation failed",
-                     "2 av_resolve_cb ERROR - no service resolver", "5 av_browse_cb no service resolver"}));
+                     "2 av_resolve_cb ERROR - no service resolver"}));
 }
 
 TEST_F(Browse, FailuresEndTheCycle)
@@ -220,24 +209,19 @@ TEST_F(Browse, FailuresEndTheCycle)
 
 TEST_F(Browse, DebugPingsThenBrowsesForThreeSeconds)
 {
-    struct sigaction action {
-    };
-    action.sa_handler = [](int) {};
-    sigaction(SIGALRM, &action, nullptr);
-    const itimerval often{{0, 150'000}, {0, 150'000}};
+    signal(SIGALRM, [](int) {});
     start(); // ended, and not started again
     NgmDebugRequest probe{5, 4, {"fe80::1", "fe80::2", "no address", "fe80::3"}};
     memset(probe.router[2] + 10, ':', sizeof probe.router[2] - 10);
     answer("/bin/ping -6 -c 1 -I eth0.4003 -W 1 fe80::1", 1);
     answer("/bin/ping -6 -c 1 -I eth0.4003 -W 1 fe80::2", 2);
-    setitimer(ITIMER_REAL, &often, nullptr); // signals do not shorten the browse
+    ualarm(150'000, 150'000); // signals do not shorten the browse
     const int64_t began = zclock_mono();
     EXPECT_EQ(rd_ngm_debug(&probe), 512) << "the last that failed";
     EXPECT_GE(zclock_mono() - began, 2999);
-    const itimerval never{};
-    setitimer(ITIMER_REAL, &never, nullptr);
+    ualarm(0, 0);
     script->wait_for_end();
-    EXPECT_TRUE(has_been_asked("browse _Redfish._tcp if=5"));
+    EXPECT_TRUE(has_been_asked("browser _Redfish._tcp if=5"));
     EXPECT_EQ(log_of("rd_ngm_debug"), (Lines{"4 ping fe80::1 rc=256", "4 ping fe80::2 rc=512",
                                              "2 ERROR - Invalid IPv6 addr at index 2", "4 ping fe80::3 rc=0"}));
 }
@@ -256,7 +240,7 @@ TEST_F(Browse, StopsAndStartsBeforeThereIsAPoll)
     }
     script->wait_until([] { // one goes on
         return script->live.size() == 3 && script->running_loops == 1 && has_been_asked("free poll") &&
-               has_been_asked("browse _b._tcp if=5");
+               has_been_asked("browser _b._tcp if=5");
     });
 }
 
@@ -273,7 +257,7 @@ TEST_F(Browse, HundredsOfStartsAndStopsLeaveNothing)
     }
     browse(1, "_last._tcp");
     script->wait_until([] {
-        return script->running_loops == 1 && has_been_asked("browse _last._tcp if=5") && script->live.size() == 3;
+        return script->running_loops == 1 && has_been_asked("browser _last._tcp if=5") && script->live.size() == 3;
     });
     browse(0);
     script->wait_for_end();

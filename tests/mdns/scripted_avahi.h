@@ -18,11 +18,15 @@
 namespace avahi
 {
 
+struct Object { // behind each of Avahi's opaque types
+    const char *kind;
+    std::atomic<bool> used = false; // a poll: it was asked to quit; a group: it has records
+};
+
 // The script, and what came of it.
 struct Script {
     using Event = std::function<void()>;
-    std::set<std::string>
-        failing; // "poll", "client", "group", "record NAME", "commit", "browser", "resolver", "thread"
+    std::set<std::string> failing; // with what calls are written down as, up to a space; or "thread"
     int error = AVAHI_ERR_FAILURE; // of the client
     std::deque<Event> in_new;      // run inside avahi_client_new, one a client
     std::deque<Event> events;      // run by the loops, in order
@@ -32,7 +36,7 @@ struct Script {
     std::mutex mutex;
     std::condition_variable changed;
     rig::Lines asked;
-    std::set<const void *> live;
+    std::set<Object *> live;
     int running_loops = 0;
 
     // The newest objects and their callbacks.
@@ -44,7 +48,6 @@ struct Script {
     AvahiEntryGroupCallback group_cb = nullptr;
     AvahiServiceBrowserCallback browser_cb = nullptr;
     AvahiServiceResolverCallback resolver_cb = nullptr;
-    bool group_filled = false;
 
     void state(AvahiClientState state) { client_cb(client, state, nullptr); }
     // The browser tells of a service.
@@ -63,10 +66,10 @@ struct Script {
     {
         wait_until([this] { return running_loops > 0; });
     }
-    void wait_for_end()
+    void wait_for_end() // of all that was made
     {
         wait_until([this] { return live.empty(); });
-    } // of all that was made
+    }
 };
 
 extern std::unique_ptr<Script> script; // renewed for each test
