@@ -43,27 +43,16 @@ static constexpr const char *kOtherTexts[] = {
 // Texts of requests that become words of tools without having been looked at by a validator.
 static constexpr struct {
     uint32_t cmd;
-    const char *field;
+    const char *fields;
 } kUnchecked[] = {
-    {RD_CMD_AUTOCONFIG, "autoconf_arg"}, // one word, for the script to understand
-    {RD_CMD_FIREWALL, "argument"},       // the same
-    {RD_CMD_BC_IP_RULES, "ifname"},      // what begins with "none", and a table that begins with "rt2"
-    {RD_CMD_BC_IP_RULES, "address"},
-    {RD_CMD_BC_IP_RULES, "netmask"},
-    {RD_CMD_BC_IP_RULES, "gateway"},
-    {RD_CMD_BC_IP_RULES, "dns"},
-    {RD_CMD_BC_IP_RULES, "table"},
-    {RD_CMD_USBNIC, "device_mac"}, // ip judges addresses
-    {RD_CMD_USBNIC, "address"},
-    {RD_CMD_MGMT_RECONFIG, "mac"},
-    {RD_CMD_SIDEBAND, "macv2_mac"},
-    {RD_CMD_SIDEBAND, "macv3_mac"}, // and all of this command: its refusals are in the log
-    {RD_CMD_STATIC_ADDRS, "ifname"},
-    {RD_CMD_STATIC_ADDRS, "address"},
-    {RD_CMD_STATIC_ADDRS, "gateway"},
-    {RD_CMD_STATIC_ADDRS, "lladdr"},
-    {RD_CMD_STATIC_ADDRS, "router"},
-    {RD_CMD_STATIC_ADDRS, "prefix"},
+    {RD_CMD_AUTOCONFIG, " autoconf_arg "}, // one word, for the script to understand
+    {RD_CMD_FIREWALL, " argument "},       // the same
+    // What begins with "none", and a table that begins with "rt2".
+    {RD_CMD_BC_IP_RULES, " ifname address netmask gateway dns table "},
+    {RD_CMD_USBNIC, " device_mac address "}, // ip judges addresses
+    {RD_CMD_MGMT_RECONFIG, " mac "},
+    {RD_CMD_SIDEBAND, " macv2_mac macv3_mac "},
+    {RD_CMD_STATIC_ADDRS, " ifname address gateway lladdr router prefix "}, // all of them: its refusals are in the log
 };
 
 // The end of each text that fills its field without a NUL. Every validator accepts it, and as such a text must be refused or
@@ -122,8 +111,9 @@ void world::begin(uint32_t luck, RequestFrame *request)
         } else if (strstr(text, kEnd.data()) != nullptr) {
             text[0] = '\0';
         }
-        for (const auto &[cmd, name] : kUnchecked) {
-            if (cmd == field.cmd && name == std::string_view(field.name) && text[0] != '\0') {
+        for (const auto &[cmd, names] : kUnchecked) {
+            if (cmd == field.cmd && strstr(names, (" " + std::string(field.name) + " ").c_str()) != nullptr &&
+                text[0] != '\0') {
                 unchecked.emplace_back(text, strnlen(text, field.size - 1));
             }
         }
