@@ -181,6 +181,7 @@ static std::FILE *open_really(const char *path, const char *mode)
 // These come before the C library's.
 extern "C" {
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's are reserved names
 std::FILE *fopen64(const char *path, const char *mode)
 {
     if (!running) {
@@ -204,6 +205,7 @@ std::FILE *fopen64(const char *path, const char *mode)
                : open_really(other > 1 ? "/dev/full" : path, mode);
 }
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int clock_nanosleep(clockid_t /*clock*/, int /*flags*/, const timespec *until, timespec * /*left*/)
 {
     timespec now{};
