@@ -65,6 +65,10 @@ static void forget_request(q7net *client)
 static void disconnect(q7net *client)
 {
     forget_request(client);
+    if (client->socket != nullptr) {
+        // ZeroMQ's thread would wait for ever to tell a monitor that has been closed of how this connection ends.
+        zmq_socket_monitor(client->socket, nullptr, 0);
+    }
     for (void **socket : {&client->socket, &client->monitor}) {
         if (*socket != nullptr) {
             watch(client, EPOLL_CTL_DEL, *socket); // a forked child may hold its descriptor open

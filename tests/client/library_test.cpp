@@ -90,6 +90,20 @@ TEST_F(Library, SleepsWhileNothingComes)
     EXPECT_EQ(request("LINK ifname=eth1", 1000), Q7NET_NO_DAEMON);
     EXPECT_LT(used_ms() - before, 300);
     kill(daemon.pid(), SIGCONT);
+    EXPECT_EQ(request("LINK", 20'000), Q7NET_OK) << q7net_problem(client_);
+}
+
+// Above all while ZeroMQ's thread tells of a connection.
+TEST_F(Library, GivesUpAtAnyMoment)
+{
+    const rig::Daemon daemon;
+    EXPECT_EQ(request("LINK", 20'000), Q7NET_OK);
+    for (int us = 0; us < 500; us++) {
+        send("LINK");
+        usleep(static_cast<useconds_t>(us));
+        q7net_give_up(client_);
+    }
+    EXPECT_EQ(request("LINK", 20'000), Q7NET_OK) << q7net_problem(client_);
 }
 
 // What may have been carried out is not sent again, to nobody, and its late reply is no other's.
