@@ -1,6 +1,6 @@
 #include "help.h"
 
-#include "invoke.h"
+#include "catalogue.h"
 #include "words.h"
 
 // A line of a table; what is too long for its column goes on below.

@@ -1,16 +1,8 @@
 // From words to what is done.
 #pragma once
 
-#include "commands/group.h"
-
-// All commands as they stand in the help.
-std::span<const Group> groups();
-
-// Throws an error of usage that names what comes near.
-const Command &find_command(const std::string &name);
-
-// Adds the options that every command takes.
-void add_options(CommandLine &line, Options &options);
+#include "options.h"
+#include "request.h"
 
 // Parses the words and does what they say. Tells of errors of usage, with a hint where the help is.
 ExitStatus run_words(Session &session, const Options &options, const Texts &words);

@@ -1,6 +1,6 @@
 // What this program does besides sending one request.
 
-#include "commands/group.h"
+#include "catalogue.h"
 #include "errorlog.h"
 #include "help.h"
 #include "invoke.h"
