@@ -78,7 +78,7 @@ class ServerUnderAttack : public rig::Controller
     std::jthread bystander_{[this](const std::stop_token &stop) { stand_by(stop); }};
 };
 
-TEST_F(ServerUnderAttack, ByHalfHandshakes)
+TEST_F(ServerUnderAttack, ByHalfHandshakesAndFramesThatLie)
 {
     const std::string handshake = kGreeting + kReady;
     std::deque<Raw> peers;
@@ -86,21 +86,15 @@ TEST_F(ServerUnderAttack, ByHalfHandshakes)
         peers.emplace_back(handshake.substr(0, size));
         const Raw gone(handshake.substr(0, size));
     }
-}
-
-TEST_F(ServerUnderAttack, ByFramesThatLie)
-{
     std::minstd_rand random(1); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same every time
     for (unsigned round = 0; round < 400; round++) {
         std::string frames(1, static_cast<char>(round % 8)); // flags: more, long, command
         for (size_t i = random() % 40; i > 0; i--) {
             frames += static_cast<char>(round % 3 == 0 ? 0xff : random() % 256); // lengths of up to 2^64-1 bytes
         }
-        const Raw peer(round % 5 == 0 ? frames : "");
-        if (round % 5 != 0) {
-            peer.shake_hands();
-            peer.say(frames);
-        }
+        const Raw peer;
+        peer.shake_hands();
+        peer.say(frames);
     }
 }
 
@@ -126,7 +120,7 @@ TEST_F(ServerUnderAttack, ByMessagesThatAreNoRequests)
     }
 }
 
-// 200 clients that read no reply send as much as they can while a tool runs; some send many parts, some more than is allowed.
+// 200 clients that read no reply send as much as they can while a tool runs.
 TEST_F(ServerUnderAttack, ByFloods)
 {
     answer("/sbin/ip", 0, 1500);
@@ -139,16 +133,15 @@ TEST_F(ServerUnderAttack, ByFloods)
         peers.push_back(peer);
         for (int k = 0; k < 16; k++) {
             zstr_sendm(peer, "");
-            for (int part = 0; i % 4 == 1 && part < 20; part++) {
-                zstr_sendm(peer, "a part");
-            }
-            zstr_send(peer, (long_text + (i % 40 == 3 ? "x" : "")).c_str());
+            zstr_sendm(peer, "a part");
+            zstr_send(peer, long_text.c_str());
         }
     }
     fs::remove("/rig/answers");
     EXPECT_TRUE(wait_for_message("refused a message of several parts"));
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // whose own memory this would be
-    EXPECT_LT(daemon_.resident_kib(), 64 * 1024);
+    const std::string status = rig::read_file("/proc/" + std::to_string(daemon_.pid()) + "/status");
+    EXPECT_LT(std::stoul(status.substr(status.find("VmRSS:") + 6)), 64 * 1024) << "KiB";
 #endif
     for (zsock_t *peer : peers) {
         zsock_destroy(&peer);

@@ -35,13 +35,9 @@ using Lines = std::vector<std::string>;
 
 void write_file(const std::string &path, const std::string &text); // makes the folders too
 std::string read_file(const std::string &path);                    // "(none)" when there is no such file
+std::string in_one_line(const std::string &text);                  // with \n for each line's end
 bool wait_until(const std::function<bool()> &condition, int timeout_ms = 10'000);
 size_t open_descriptors(pid_t pid);
-// Not in a user namespace of our own, which knows root alone.
-inline bool has_second_user()
-{
-    return read_file("/proc/self/uid_map").find("4294967295") != std::string::npos;
-}
 
 // What was sent to /dev/log.
 class PlatformLog
@@ -66,7 +62,6 @@ class Controller : public testing::Test
 {
   protected:
     Controller();
-    ~Controller() override; // having checked that no file was made but by the test and those that the daemon may make
 
     // A network interface, with its files in sysfs and procfs.
     static void interface(const std::string &name, const std::string &operstate = "up\n");
@@ -101,7 +96,6 @@ class Daemon
     pid_t pid() const { return pid_; }
     int wait();                // for its end; returns the wait status, or -1 after ten seconds
     bool is_receiving() const; // whether it sleeps in its receive, where a signal interrupts it
-    size_t resident_kib() const;
 
   private:
     pid_t pid_;

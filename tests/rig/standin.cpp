@@ -36,14 +36,6 @@ static std::string target_of(const fs::path &link)
     return fs::read_symlink(link, closed);
 }
 
-static void note_in_order(const std::string &words)
-{
-    const sockaddr_un log{.sun_family = AF_UNIX, .sun_path = "/dev/log"};
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sendto(fd, words.data(), words.size(), 0, reinterpret_cast<const sockaddr *>(&log), sizeof log);
-    close(fd);
-}
-
 static bool is_quiet(int fd)
 {
     return target_of("/proc/self/fd/" + std::to_string(fd)) == "/dev/null" && write(fd, "x", 1) == 1;
@@ -84,7 +76,9 @@ int main(int argc, char *argv[])
     const std::string call = words + (is_quiet(STDOUT_FILENO) && is_quiet(STDERR_FILENO) ? "" : " (loud)");
     append("/rig/calls", call + "\n");
     if (access("/rig/in-order", F_OK) == 0) {
-        note_in_order(call);
+        const sockaddr_un log{.sun_family = AF_UNIX, .sun_path = "/dev/log"};
+        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sendto(fd, call.data(), call.size(), 0, reinterpret_cast<const sockaddr *>(&log), sizeof log);
     }
 
     std::ifstream answers("/rig/answers");
