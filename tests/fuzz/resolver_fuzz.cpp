@@ -1,38 +1,28 @@
-// What answers a browse from the network. An input is four bytes that decide how the world answers, one for the address
-// family, and texts, each behind a byte with its length: name, type, domain, host, address, the items of the TXT record.
+// What answers a browse from the network: fuzzing chooses the texts, and how the world answers.
 
 #include "mdns/browse.h"
 #include "mdns/scripted_avahi.h"
 #include "world.h"
 
-#include <string_view>
+#include <fuzzer/FuzzedDataProvider.h>
 
 using avahi::script;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    std::string_view input(reinterpret_cast<const char *>(data), size);
-    const auto take = [&input](size_t most) {
-        std::string bytes(input.substr(0, most));
-        input.remove_prefix(bytes.size());
-        return bytes;
-    };
-    const auto take_text = [&take] {
-        const std::string length = take(1);
-        return take(length.empty() ? 0 : static_cast<unsigned char>(length[0]));
-    };
-
-    uint32_t luck = 0;
-    take(sizeof luck).copy(reinterpret_cast<char *>(&luck), sizeof luck);
-    AvahiAddress address{take(1) == "6" ? AVAHI_PROTO_INET6 : AVAHI_PROTO_INET, {}};
-    const std::string name = take_text();
-    const std::string type = take_text();
-    const std::string domain = take_text();
-    const std::string host = take_text();
-    take_text().copy(reinterpret_cast<char *>(&address.data), sizeof address.data);
+    FuzzedDataProvider input(data, size);
+    const auto luck = input.ConsumeIntegral<uint32_t>();
+    AvahiAddress address{input.ConsumeBool() ? AVAHI_PROTO_INET6 : AVAHI_PROTO_INET, {}};
+    input.ConsumeData(&address.data, sizeof address.data);
+    const std::string type =
+        (input.ConsumeBool() ? "_zerotouchprovsrv._tcp" : "") + input.ConsumeRandomLengthString(255);
+    const std::string name = input.ConsumeRandomLengthString(255);
+    const std::string domain = input.ConsumeRandomLengthString(255);
+    const std::string host = input.ConsumeRandomLengthString(255);
     AvahiStringList *txt = nullptr;
-    while (!input.empty()) {
-        const std::string item = take_text();
+    while (input.remaining_bytes() > 0) {
+        const std::string key = input.PickValueInArray({"", "args", "DEF_DEVICETYPE", "DEF_SLOTINFO"});
+        const std::string item = key + (input.ConsumeBool() ? "=" : "") + input.ConsumeRandomLengthString(255);
         txt = avahi_string_list_add_arbitrary(txt, reinterpret_cast<const uint8_t *>(item.data()), item.size());
     }
 
@@ -57,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const std::string file = rig::read_file("/run/q7net/dhcp/vsizt");
     if (file != "(none)" && !file.empty() &&
         (!file.starts_with("VSI=") || file.find_first_of("\r\n") != file.size() - 1)) {
-        world::broken("the provisioning file holds '%s'", file.c_str());
+        world::broken("the provisioning file holds " + file);
     }
     return 0;
 }

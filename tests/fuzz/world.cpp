@@ -1,19 +1,18 @@
 #include "world.h"
 
+#include "base/file.h"
 #include "fields.h"
 #include "mdns/scripted_avahi.h"
-#include "rig/tools.h"
 
 #include <algorithm>
 #include <csignal>
-#include <cstdarg>
 #include <ctime>
+#include <fstream>
 #include <string>
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fnmatch.h>
-#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -32,7 +31,7 @@ static constexpr const char *kRead[] = {
     "/sys/kernel/config/usb_gadget/usbpt/functions/@(ecm|rndis).0/ifname",
 };
 // The one path that is cut on purpose: such a setting reads as absent.
-static constexpr const char *kCutSetting = "/proc/sys/net/ipv6/conf/*/*";
+static constexpr const char *kCutSetting[] = {"/proc/sys/net/ipv6/conf/*/*"};
 static constexpr size_t kCutLength = 49;
 
 // What a file may hold when not all goes well.
@@ -41,18 +40,14 @@ static constexpr const char *kOtherTexts[] = {
     "down\n", "no digit", "4294967298\n", "4711", "0123456789012345678901234567890123456789"};
 
 // Texts of requests that become words of tools without having been looked at by a validator.
-static constexpr struct {
-    uint32_t cmd;
-    const char *fields;
-} kUnchecked[] = {
-    {RD_CMD_AUTOCONFIG, " autoconf_arg "}, // one word, for the script to understand
-    {RD_CMD_FIREWALL, " argument "},       // the same
+static constexpr const char *kUnchecked[] = {
+    "AUTOCONFIG autoconf_arg", // one word, for the script to understand
+    "FIREWALL argument",       // the same
     // What begins with "none", and a table that begins with "rt2".
-    {RD_CMD_BC_IP_RULES, " ifname address netmask gateway dns table "},
-    {RD_CMD_USBNIC, " device_mac address "}, // ip judges addresses
-    {RD_CMD_MGMT_RECONFIG, " mac "},
-    {RD_CMD_SIDEBAND, " macv2_mac macv3_mac "},
-    {RD_CMD_STATIC_ADDRS, " ifname address gateway lladdr router prefix "}, // all of them: its refusals are in the log
+    "BC_IP_RULES @(ifname|address|netmask|gateway|dns|table)",
+    "USBNIC @(device_mac|address)", // ip judges addresses
+    "@(MGMT_RECONFIG mac|SIDEBAND macv[23]_mac)",
+    "STATIC_ADDRS @(ifname|address|gateway|lladdr|router|prefix)", // all of them: its refusals are in the log
 };
 
 // The end of each text that fills its field without a NUL. Every validator accepts it, and as such a text must be refused or
@@ -61,24 +56,17 @@ static constexpr std::string_view kEnd = "909192939495";
 
 static uint32_t luck_left;
 static bool marked;
-static rig::Lines unchecked; // texts of the list above, the longest first
 static int lowest_descriptor;
+static pid_t fuzzer;
 static int standard_error; // which children close
 static bool running;
-static volatile bool *const is_broken = static_cast<volatile bool *>( // also in a child
-    mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 
-void world::broken(const char *format, ...)
+void world::broken(const std::string &how)
 {
     running = false;
-    *is_broken = true;
-    va_list args;
-    va_start(args, format);
-    dprintf(standard_error, "\nBROKEN PROMISE: ");
-    vdprintf(standard_error, format, args);
-    dprintf(standard_error, "\n");
-    va_end(args);
-    abort();
+    dprintf(standard_error, "\nBROKEN PROMISE: %s\n", how.c_str());
+    kill(fuzzer, SIGABRT); // from a child, too
+    _exit(1);
 }
 
 unsigned world::choose(unsigned outcomes)
@@ -88,18 +76,24 @@ unsigned world::choose(unsigned outcomes)
     return chosen;
 }
 
-static int take_lowest_descriptor()
+template <size_t N>
+static bool is_any_of(const char *const (&patterns)[N], const std::string &text)
 {
-    const int fd = dup(STDERR_FILENO);
-    close(fd);
-    return fd;
+    return std::any_of(patterns, patterns + N, [&text](const char *pattern) {
+        return fnmatch(pattern, text.c_str(), FNM_PATHNAME | FNM_EXTMATCH) == 0;
+    });
+}
+
+// Whether every validator refuses it.
+static bool is_refused(char c)
+{
+    return c < ' ' || c > '~' || strchr("&;<>|", c) != nullptr;
 }
 
 void world::begin(uint32_t luck, RequestFrame *request)
 {
     luck_left = luck;
     marked = request != nullptr;
-    unchecked.clear();
     for (const Field &field : kFields) {
         if (request == nullptr || field.cmd != request->header.cmd || !field.is_text) {
             continue;
@@ -111,23 +105,18 @@ void world::begin(uint32_t luck, RequestFrame *request)
         } else if (strstr(text, kEnd.data()) != nullptr) {
             text[0] = '\0';
         }
-        for (const auto &[cmd, names] : kUnchecked) {
-            if (cmd == field.cmd && strstr(names, (" " + std::string(field.name) + " ").c_str()) != nullptr &&
-                text[0] != '\0') {
-                unchecked.emplace_back(text, strnlen(text, field.size - 1));
-            }
+        if (is_any_of(kUnchecked, kCommands[field.cmd] + (" " + std::string(field.name)))) {
+            std::replace_if(text, text + strnlen(text, field.size), is_refused, 'x');
         }
     }
-    std::sort(unchecked.begin(), unchecked.end(),
-              [](const std::string &one, const std::string &other) { return one.size() > other.size(); });
-    lowest_descriptor = take_lowest_descriptor();
+    lowest_descriptor = Descriptor(dup(STDERR_FILENO)).get();
     running = true;
 }
 
 static void check_text(const std::string &text, const char *where)
 {
     if (marked && text.find(kEnd) != std::string::npos) {
-        broken("%s: a text runs out of its field in '%s'", where, text.c_str());
+        broken(where + std::string(": a text runs out of its field in ") + text);
     }
 }
 
@@ -135,20 +124,9 @@ static void check_line(const std::string &line, const char *where)
 {
     const auto is_control = [](char c) { return (c >= 0 && c < ' ') || c == 0x7f; };
     if (!line.ends_with('\n') || std::any_of(line.begin(), line.end() - 1, is_control)) {
-        broken("no clean line in %s: '%s'", where, line.c_str());
+        broken("no clean line in " + (where + (": " + line)));
     }
     check_text(line, where);
-}
-
-// What every validator refuses is only in texts that none looked at.
-static bool is_checked(std::string word)
-{
-    for (const std::string &text : unchecked) {
-        const size_t at = word.find(text);
-        at != std::string::npos ? word.erase(at, text.size()) : word;
-    }
-    return std::all_of(word.begin(), word.end(),
-                       [](char c) { return c >= ' ' && c <= '~' && strchr("&;<>|", c) == nullptr; });
 }
 
 void world::end()
@@ -156,26 +134,14 @@ void world::end()
     running = false;
     while (waitpid(-1, nullptr, WNOHANG) > 0) { // tools that nobody waited for
     }
-    if (*is_broken) {
-        abort(); // in a child, which has told
-    }
-    if (take_lowest_descriptor() != lowest_descriptor) {
+    if (Descriptor(dup(STDERR_FILENO)).get() != lowest_descriptor) {
         broken("a descriptor is left open");
     }
-    if (std::FILE *const log = fopen(kErrorLog, "re")) {
-        char line[8192];
-        while (fgets(line, sizeof line, log) != nullptr) {
-            check_line(line, kErrorLog);
-        }
-        fclose(log);
-        truncate(kErrorLog, 0);
+    std::ifstream log(kErrorLog);
+    for (std::string line; std::getline(log, line);) {
+        check_line(line + (log.eof() ? "" : "\n"), kErrorLog);
     }
-}
-
-static std::FILE *open_really(const char *path, const char *mode)
-{
-    static const auto real = reinterpret_cast<decltype(&fopen64)>(dlsym(RTLD_NEXT, "fopen64"));
-    return real(path, mode);
+    truncate(kErrorLog, 0);
 }
 
 // These come before the C library's.
@@ -184,15 +150,14 @@ extern "C" {
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's are reserved names
 std::FILE *fopen64(const char *path, const char *mode)
 {
+    static const auto open_really = reinterpret_cast<decltype(&fopen64)>(dlsym(RTLD_NEXT, "fopen64"));
     if (!running) {
         return open_really(path, mode);
     }
-    const auto is_at = [path](const char *pattern) { return fnmatch(pattern, path, FNM_PATHNAME | FNM_EXTMATCH) == 0; };
     const bool reading = mode[0] == 'r';
-    const bool good = rig::is_its_file(path) || (reading && std::any_of(std::begin(kRead), std::end(kRead), is_at)) ||
-                      (reading && strlen(path) == kCutLength && is_at(kCutSetting));
-    if (!good || strstr(path, "/./") != nullptr || strstr(path, "/../") != nullptr) {
-        broken("%s is opened for '%s'", path, mode);
+    const bool read_only = is_any_of(kRead, path) || (strlen(path) == kCutLength && is_any_of(kCutSetting, path));
+    if (!(rig::is_its_file(path) || (reading && read_only)) || fs::path(path).lexically_normal() != path) {
+        broken(path + std::string(" is opened for ") + mode);
     }
     check_text(path, "a path");
     const unsigned other = choose(2 + std::size(kOtherTexts));
@@ -218,14 +183,14 @@ int clock_nanosleep(clockid_t /*clock*/, int /*flags*/, const timespec *until, t
 
 int execv(const char *path, char *const argv[])
 {
-    if (std::find(std::begin(kTools), std::end(kTools), std::string_view(path)) == std::end(kTools) ||
-        strcmp(path, argv[0]) != 0) {
-        broken("%s is run as %s", path, argv[0]);
+    if (!fs::is_symlink(path) || strcmp(path, argv[0]) != 0) { // as the rig has made its tools
+        broken(path + std::string(" is run as ") + argv[0]);
     }
     for (size_t i = 0; argv[i] != nullptr; i++) {
         check_text(argv[i], path);
-        if (i > 16 || strlen(argv[i]) >= RD_PAYLOAD_SIZE || !is_checked(argv[i])) {
-            broken("%s gets a word too many, too long, or that was not checked: '%s'", path, argv[i]);
+        const std::string_view word = argv[i];
+        if (i > 16 || word.size() >= RD_PAYLOAD_SIZE || std::any_of(word.begin(), word.end(), is_refused)) {
+            broken(path + std::string(" gets a word too many, too long, or that was not checked: ") + argv[i]);
         }
     }
     const unsigned how = choose(4);
@@ -248,6 +213,7 @@ int LLVMFuzzerInitialize(int * /*argc*/, char *** /*argv*/)
     rig::enter(rig::Tools::kRecording, kept.c_str());
     chdir(kept.c_str());
     setenv("TZ", "UTC0", 0); // no look at /etc/localtime for each record
+    fuzzer = getpid();
     standard_error = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 100);
     avahi::script = std::make_unique<avahi::Script>();
     // A browse may still wait in it.
@@ -256,13 +222,13 @@ int LLVMFuzzerInitialize(int * /*argc*/, char *** /*argv*/)
                                "/sys/kernel/config/usb_gadget/usbpt"}) {
         fs::create_directories(folder);
     }
+    struct Files : rig::Controller {
+        using Controller::interface;
+    };
     for (const char *name : {"default", "eth0", "eth1", "eth2", "eth3", "bond0", "usbpt"}) {
-        rig::write_file("/sys/class/net/" + std::string(name) + "/operstate", "up\n");
-        for (const char *setting : {"disable_ipv6", "accept_ra", "addr_gen_mode"}) {
-            rig::write_file("/proc/sys/net/ipv6/conf/" + std::string(name) + "/" + setting, "0\n");
-        }
+        Files::interface(name);
     }
-    rig::write_file("/etc/lldpd.d/q7eth1.packet", std::string(64, 'x'));
+    rig::write_file("/etc/lldpd.d/q7eth0.packet", std::string(64, 'x'));
     for (const char *function : {"ecm", "rndis"}) {
         rig::write_file("/sys/kernel/config/usb_gadget/usbpt/functions/" + std::string(function) + ".0/ifname",
                         "usb0\n");

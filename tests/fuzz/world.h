@@ -4,8 +4,8 @@
 
 #include <q7net/protocol.h>
 
-#include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace world
 {
@@ -17,6 +17,6 @@ void begin(uint32_t luck, RequestFrame *request);
 void end();
 unsigned choose(unsigned outcomes); // picks one of so many, 0 being the good one
 
-[[noreturn, gnu::format(printf, 1, 2)]] void broken(const char *format, ...); // reports a broken promise
+[[noreturn]] void broken(const std::string &how); // reports a broken promise
 
 } // namespace world
