@@ -21,6 +21,17 @@ static bool note(const std::string &what)
                         [&what](const std::string &words) { return (what + " ").starts_with(words + " "); });
 }
 
+static void run_next(std::deque<avahi::Script::Event> &events)
+{
+    std::unique_lock lock(script->mutex);
+    if (!events.empty()) {
+        const auto event = events.front();
+        events.pop_front();
+        lock.unlock();
+        event();
+    }
+}
+
 static bool is_live(void *object)
 {
     const std::lock_guard lock(script->mutex);
@@ -88,9 +99,7 @@ int pthread_attr_setdetachstate(pthread_attr_t *attributes, int state)
 
 AvahiSimplePoll *avahi_simple_poll_new()
 {
-    std::unique_lock lock(script->mutex);
-    script->changed.wait(lock, [] { return !script->hold_polls; });
-    lock.unlock();
+    run_next(script->in_poll);
     AvahiSimplePoll *poll = nullptr; // not handed to the test
     void *callback = nullptr;
     return make("poll", "", poll, callback, nullptr);
@@ -111,14 +120,9 @@ int avahi_simple_poll_loop(AvahiSimplePoll *poll)
     std::unique_lock lock(script->mutex);
     script->running_loops++;
     while (!quit && (script->endless || !script->events.empty())) {
-        if (script->events.empty()) {
-            script->changed.wait(lock);
-            continue;
-        }
-        const auto event = script->events.front();
-        script->events.pop_front();
+        script->changed.wait(lock, [&] { return quit || !script->events.empty(); });
         lock.unlock();
-        event();
+        run_next(script->events);
         lock.lock();
     }
     script->running_loops--;
@@ -131,10 +135,7 @@ AvahiClient *avahi_client_new(const AvahiPoll * /*api*/, AvahiClientFlags flags,
     EXPECT_TRUE(flags == AVAHI_CLIENT_NO_FAIL && userdata == nullptr);
     AvahiClient *const client = make("client", "", script->client, script->client_cb, callback);
     client == nullptr &&error != nullptr ? void(*error = AVAHI_ERR_DBUS_ERROR) : void();
-    if (!script->in_new.empty()) {
-        script->in_new.front()();
-        script->in_new.pop_front();
-    }
+    run_next(script->in_new);
     return client;
 }
 

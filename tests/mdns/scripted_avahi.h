@@ -28,10 +28,10 @@ struct Script {
     using Event = std::function<void()>;
     std::set<std::string> failing; // with what calls are written down as, up to a space; or "thread"
     int error = AVAHI_ERR_FAILURE; // of the client
+    std::deque<Event> in_poll;     // run inside avahi_simple_poll_new, one a poll
     std::deque<Event> in_new;      // run inside avahi_client_new, one a client
     std::deque<Event> events;      // run by the loops, in order
     bool endless = false;          // whether a loop without events waits to be asked to quit, or ends
-    bool hold_polls = false;       // makes avahi_simple_poll_new wait
 
     std::mutex mutex;
     std::condition_variable changed;
@@ -49,6 +49,12 @@ struct Script {
     AvahiServiceBrowserCallback browser_cb = nullptr;
     AvahiServiceResolverCallback resolver_cb = nullptr;
 
+    void push(const Event &event) // to the loop that runs
+    {
+        const std::lock_guard lock(mutex);
+        events.push_back(event);
+        changed.notify_all();
+    }
     void state(AvahiClientState state) { client_cb(client, state, nullptr); }
     // The browser tells of a service.
     void browsed(AvahiBrowserEvent event, const char *name = "srv", const char *type = "_a._tcp")
