@@ -7,8 +7,6 @@ q7rdctl=$1 source=$2 man=$3
 failures=0
 fail() { echo "FAILED: $*"; failures=$((failures + 1)); }
 
-# has PAGE SECTION WORD...: each word stands in what a page says of a command
-words_of() { tr -c 'a-zA-Z0-9_-' '\n' <<<"$1" | sort -u; }
 page=$(sed 's/\\//g; s/\*//g' "$source/packaging/man/q7rdctl.1.scd.in")
 commands=$("$q7rdctl" --help | awk '/^[A-Za-z -]+:$/ { on = $0 != "Options:" && $0 != "Example:" } on && /^  [a-z]/ { print $1 }')
 codes=$(sed -n 's/^    RD_CMD_\([A-Z0-9_]*\) = .*/\1/p' "$source/include/q7net/protocol.h" | tr 'A-Z_' 'a-z-')
@@ -17,7 +15,7 @@ for command in $commands; do
     # Its entries in the page: from a line that begins with it to the next entry.
     entry=$(awk -v command="$command" '/^[a-z#]/ { on = $1 == command || $0 ~ "(^|, )" command " _" } on' <<<"$page")
     [ -n "$entry" ] || fail "q7rdctl(1) has no $command"
-    told=$(words_of "$entry")
+    told=$(tr -c 'a-zA-Z0-9_-' '\n' <<<"$entry")
     for word in $("$q7rdctl" "$command" --help | sed '1,/^$/d; /^Example:/,$d' | grep -oE '^  --[a-z0-9-]+|\{[^}]*\}' | tr '{,}' '   '); do
         [[ $word == --help-all || $word =~ ^[0-9]+$ ]] || grep -qx -e "$word" <<<"$told" || fail "q7rdctl(1) does not tell of $word of $command"
     done
@@ -51,9 +49,8 @@ done < <(awk '/^>>? / { command = tolower($2); gsub(/_/, "-", command) } /^    \
 example() { awk -v first="$1" '$0 ~ first { on = 1 } /^```$/ { on = 0 } on' "$source/packaging/man/q7net-protocol.7.scd.in"; }
 example '^#include <czmq.h>' | cc -Wall -Wextra -Werror -fsyntax-only -I"$source/include" -x c - ||
     fail "the example in C"
-if command -v python3 >/dev/null; then
+! command -v python3 >/dev/null ||
     example '^import struct' | python3 -c 'import sys; compile(sys.stdin.read(), "example", "exec")' || fail "the example in Python"
-fi
 
 # Completion: offers EXPECTED WORD...: what is offered for the last word.
 # shellcheck source=/dev/null
@@ -69,8 +66,6 @@ offers() {
     [ "${COMPREPLY[*]}" = "$expected" ] || fail "'$*' completes to '${COMPREPLY[*]}', not '$expected'"
 }
 offers "$(paste -sd' ' <<<"$commands")" ""
-offers "link-tuning" link-t
-offers "down up" link eth0 ""
 offers "stop start restart" --tag 7 service ""
 offers "dhclient dhclient6 dhclient6s dhcpd6" service stop dh
 offers "off on" mgmt-reconfig rebuild bond0 --ipv6 ""
