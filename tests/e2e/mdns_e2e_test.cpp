@@ -27,8 +27,7 @@ class RealMdns : public rig::Controller
     {
         const pid_t pid = fork();
         if (pid == 0) {
-            execl("/bin/sh", "sh", "-c", ("exec /rig/q7avahi " + std::string(what) + " >/dev/null 2>&1").c_str(),
-                  nullptr);
+            execl("/rig/q7avahi", "q7avahi", what, nullptr);
             _exit(127);
         }
         return pid;

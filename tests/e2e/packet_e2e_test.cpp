@@ -9,9 +9,7 @@
 #include <netpacket/packet.h>
 #include <sys/socket.h>
 
-class RealPacket : public rig::Controller
-{
-};
+using RealPacket = rig::Controller;
 
 TEST_F(RealPacket, StoredFrameLeavesByteForByte)
 {

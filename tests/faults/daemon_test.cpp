@@ -13,9 +13,7 @@
 using rig::Client;
 using rig::Daemon;
 
-class Resources : public rig::Controller
-{
-};
+using Resources = rig::Controller;
 
 static void limit_descriptors(const Daemon &daemon, rlim_t most)
 {
@@ -146,8 +144,7 @@ TEST_F(Resources, KilledAtAnyMomentItLeavesNothingHalfDone)
             zsock_set_linger(client.socket(), 0);
             const RequestFrame frame = rig::request_of(
                 moment % 2 == 0 ? "HOSTS_FILE name=ctl-07" : "IPV4_DAD ifname=eth0 ipaddr=10.0.0.5 prefix_len=24");
-            zframe_t *request = zframe_new(&frame, sizeof frame);
-            zframe_send(&request, client.socket(), 0);
+            zsock_send(client.socket(), "b", &frame, sizeof frame);
             usleep(static_cast<useconds_t>(moment) * 150);
         } // killed here; a child that is not yet its tool has the socket open a moment longer
         EXPECT_TRUE(rig::wait_until([] {
