@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -45,13 +46,23 @@ struct q7net {
     return result;
 }
 
-static void watch(q7net *client, int change, void *socket)
+// A signal ends ZeroMQ's calls, also those that do not wait.
+template <typename Call>
+static int repeat(Call call)
+{
+    int result = -1;
+    do {
+        result = call();
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+static bool watch(q7net *client, int change, void *socket)
 {
     int fd = -1;
     size_t size = sizeof fd;
-    zmq_getsockopt(socket, ZMQ_FD, &fd, &size);
     epoll_event event{.events = EPOLLIN, .data = {}};
-    epoll_ctl(client->events, change, fd, &event);
+    return zmq_getsockopt(socket, ZMQ_FD, &fd, &size) == 0 && epoll_ctl(client->events, change, fd, &event) == 0;
 }
 
 static void forget_request(q7net *client)
@@ -86,10 +97,11 @@ static bool own(q7net *client)
         return true;
     }
     const int events = epoll_create1(EPOLL_CLOEXEC);
-    if (events < 0 || dup3(events, client->events, O_CLOEXEC) < 0) {
+    const bool replaced = events >= 0 && dup3(events, client->events, O_CLOEXEC) >= 0;
+    close(events);
+    if (!replaced) {
         return false;
     }
-    close(events);
     forget_request(client);
     client->context = client->socket = client->monitor = nullptr;
     client->process = getpid();
@@ -127,8 +139,27 @@ static int probe(q7net *client)
     }
 }
 
+// ZeroMQ ends the process when there are no descriptors for its two threads.
+static bool has_room(const q7net *client)
+{
+    int room[6]; // two a thread, and some for who opens others meanwhile
+    size_t count = 0;
+    while (count < std::size(room) && (room[count] = fcntl(client->events, F_DUPFD_CLOEXEC, 0)) >= 0) {
+        count++;
+    }
+    const bool enough = count == std::size(room);
+    while (count > 0) {
+        close(room[--count]);
+    }
+    return enough;
+}
+
 static bool open_sockets(q7net *client)
 {
+    if (client->context == nullptr && !has_room(client)) {
+        errno = EMFILE;
+        return false;
+    }
     if (client->context == nullptr && (client->context = zmq_ctx_new()) == nullptr) {
         return false;
     }
@@ -140,20 +171,22 @@ static bool open_sockets(q7net *client)
     // Long after such a socket is closed. None at all (-1) would lose a reply that has come but has not been read.
     const int never = 24 * 60 * 60 * 1000; // ms
     const int events = ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_DISCONNECTED | ZMQ_EVENT_CLOSED |
-                       ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL | ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL |
-                       ZMQ_EVENT_HANDSHAKE_FAILED_AUTH;
+                       ZMQ_EVENT_CONNECT_RETRIED | ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL |
+                       ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL | ZMQ_EVENT_HANDSHAKE_FAILED_AUTH;
     client->socket = zmq_socket(client->context, ZMQ_REQ);
     client->monitor = client->socket == nullptr ? nullptr : zmq_socket(client->context, ZMQ_PAIR);
-    if (client->monitor == nullptr || zmq_socket_monitor(client->socket, name, events) != 0 ||
-        zmq_connect(client->monitor, name) != 0) {
+    if (client->monitor == nullptr || repeat([&] { return zmq_socket_monitor(client->socket, name, events); }) != 0 ||
+        repeat([&] { return zmq_connect(client->monitor, name); }) != 0) {
         return false;
     }
     for (void *socket : {client->socket, client->monitor}) {
         zmq_setsockopt(socket, ZMQ_LINGER, &none, sizeof none);
-        watch(client, EPOLL_CTL_ADD, socket);
+        if (!watch(client, EPOLL_CTL_ADD, socket)) {
+            return false;
+        }
     }
     zmq_setsockopt(client->socket, ZMQ_RECONNECT_IVL, &never, sizeof never);
-    return zmq_connect(client->socket, endpoint) == 0;
+    return repeat([&] { return zmq_connect(client->socket, endpoint); }) == 0;
 }
 
 // What the monitor has told since the last time.
@@ -164,14 +197,18 @@ struct Events {
 
 static Events take_events(q7net *client)
 {
+    int ready = 0;
+    size_t length = sizeof ready;
+    // Takes what the library tells itself: only then does its descriptor tell of what comes next.
+    repeat([&] { return zmq_getsockopt(client->socket, ZMQ_EVENTS, &ready, &length); });
     Events events{};
     struct [[gnu::packed]] {
         uint16_t event;
         uint32_t value;
     } first;
     char address[1];
-    while (zmq_recv(client->monitor, &first, sizeof first, ZMQ_DONTWAIT) == sizeof first) {
-        zmq_recv(client->monitor, address, sizeof address, 0);
+    while (repeat([&] { return zmq_recv(client->monitor, &first, sizeof first, ZMQ_DONTWAIT); }) == sizeof first) {
+        repeat([&] { return zmq_recv(client->monitor, address, sizeof address, 0); });
         (first.event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED ? events.connected : events.ended) = true;
     }
     return events;
@@ -181,8 +218,8 @@ int q7net_open(q7net **client, const char *path)
 {
     *client = nullptr;
     const char *const chosen = path != nullptr ? path : RD_SOCKET_PATH;
-    if (strlen(chosen) >= sizeof(*client)->path) {
-        errno = ENAMETOOLONG;
+    if (*chosen == '\0' || strlen(chosen) >= sizeof(*client)->path) {
+        errno = *chosen == '\0' ? ENOENT : ENAMETOOLONG;
         return Q7NET_NO_RESOURCE;
     }
     auto *made = static_cast<q7net *>(calloc(1, sizeof(q7net)));
@@ -208,7 +245,7 @@ void q7net_close(q7net *client)
     if (own(client)) {
         disconnect(client);
         if (client->context != nullptr) {
-            zmq_ctx_term(client->context);
+            repeat([client] { return zmq_ctx_term(client->context); });
         }
     }
     close(client->events);
@@ -223,7 +260,8 @@ int q7net_fd(const q7net *client)
 // Hands the request over to the connection, and from here on it may be carried out.
 static void hand_over(q7net *client)
 {
-    zmq_msg_send(&client->message, client->socket, ZMQ_DONTWAIT); // finds room: it is the only one
+    // It finds room: it is the only one.
+    repeat([client] { return zmq_msg_send(&client->message, client->socket, ZMQ_DONTWAIT); });
     client->state = kSent;
 }
 
@@ -246,8 +284,10 @@ int q7net_send(q7net *client, const void *message, size_t size)
         }
     }
     if ((!connected && !open_sockets(client)) || zmq_msg_init_size(&client->message, size) != 0) {
-        fail(client, Q7NET_NO_RESOURCE, "no socket: %s", zmq_strerror(errno));
+        const int error = errno;
+        fail(client, Q7NET_NO_RESOURCE, "no socket: %s", zmq_strerror(error));
         disconnect(client);
+        errno = error;
         return Q7NET_NO_RESOURCE;
     }
     memcpy(zmq_msg_data(&client->message), message, size);
@@ -262,7 +302,7 @@ int q7net_send(q7net *client, const void *message, size_t size)
 // Takes a reply if there is one. Whatever else comes ends the connection, whose next reply might be another's.
 static int take_reply(q7net *client, ReplyFrame *reply)
 {
-    const int size = zmq_recv(client->socket, reply, sizeof *reply, ZMQ_DONTWAIT);
+    const int size = repeat([&] { return zmq_recv(client->socket, reply, sizeof *reply, ZMQ_DONTWAIT); });
     if (size < 0) {
         return Q7NET_PENDING;
     }
@@ -284,25 +324,25 @@ static int take_reply(q7net *client, ReplyFrame *reply)
 
 int q7net_receive(q7net *client, ReplyFrame *reply)
 {
-    if (client->process != getpid() || client->state == kIdle) {
+    if (client->process != getpid() || client->socket == nullptr) {
         return fail(client, Q7NET_BAD_MESSAGE, "no request is under way");
     }
-    // Both sockets are read until there is nothing: only then does the descriptor tell of what comes next.
     const Events events = take_events(client);
-    if (client->state == kConnecting) {
-        int ready = 0;
-        size_t size = sizeof ready;
-        zmq_getsockopt(client->socket, ZMQ_EVENTS, &ready, &size); // takes what the library tells itself
-    }
     if (client->state == kConnecting && events.connected && !events.ended) {
         hand_over(client);
     }
+    const bool idle = client->state == kIdle;
     const bool sent = client->state == kSent;
     const int result = sent ? take_reply(client, reply) : Q7NET_PENDING;
+    if (events.ended) { // perhaps behind the reply
+        disconnect(client);
+    }
+    if (idle) {
+        return fail(client, Q7NET_BAD_MESSAGE, "no request is under way");
+    }
     if (result != Q7NET_PENDING || !events.ended) {
         return result;
     }
-    disconnect(client);
     return sent ? fail(client, Q7NET_LOST,
                        "no answer: the daemon has ended meanwhile; whether it carried this out is not known")
                 : fail(client, Q7NET_NO_DAEMON, "no connection on %s: the daemon has ended, or has too many",
@@ -311,9 +351,12 @@ int q7net_receive(q7net *client, ReplyFrame *reply)
 
 int q7net_give_up(q7net *client)
 {
-    const bool sent = own(client) && client->state == kSent;
+    if (client->process != getpid() || client->state == kIdle) {
+        return fail(client, Q7NET_BAD_MESSAGE, "no request is under way");
+    }
+    const bool sent = client->state == kSent;
     disconnect(client);
-    return sent ? fail(client, Q7NET_TIME_OVER, "no answer in time: the daemon is busy, and may carry this out later")
+    return sent ? fail(client, Q7NET_TIME_OVER, "%s", q7net_strerror(Q7NET_TIME_OVER))
                 : fail(client, Q7NET_NO_DAEMON, "the daemon does not answer on %s: it has been stopped", client->path);
 }
 
@@ -355,10 +398,11 @@ int q7net_request(q7net *client, const void *message, size_t size, ReplyFrame *r
             result = wait_for_reply(client, reply, end, limit);
         }
         const bool not_there = result == Q7NET_NO_DAEMON || result == Q7NET_NO_PERMISSION;
-        if (!not_there || time_left(end, limit) == 0) {
+        const int left = time_left(end, limit);
+        if (!not_there || left == 0) {
             return result;
         }
-        poll(nullptr, 0, kRetry);
+        poll(nullptr, 0, limit < 0 ? kRetry : std::min(kRetry, left));
     }
 }
 

@@ -4,6 +4,7 @@
 #include <q7net/client.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
@@ -26,6 +27,7 @@ struct Command {
 
 // What any command may answer: texts are checked by all.
 constexpr Meaning kTexts[] = {
+    {RD_RC_NO_NAME, "a required name is missing"},
     {RD_RC_TOO_LONG, "a text is longer than allowed"},
     {RD_RC_INVALID, "a text holds a character that is not allowed, or a selector is invalid"},
     {RD_RC_ABSENT, "a required argument is absent"},
@@ -66,7 +68,8 @@ Command firewall(const FirewallRequest &request)
 {
     const bool script = request.ruleset != RD_RULESET_USB_NAT;
     return {.tool = "iptables",
-            .unproven = script ? "the error log tells how the firewall script ended" : nullptr,
+            .unproven = script ? "the error log tells how the firewall script ended"
+                               : "the error log tells whether forwarding was switched",
             .own = {kBadIfname, kRange, {RD_RC_FAILED, "no such rule set"}}};
 }
 
@@ -86,7 +89,7 @@ Command command_of(const RequestFrame &request)
         return {.unproven = "nobody waits for the script; the error log tells of the agent",
                 .own = {{RD_RC_NO_CHILD, "the agent could not be killed, or the script not be started"}}};
     case RD_CMD_USBNIC: return usbnic(request.usbnic);
-    case RD_CMD_MGMT_RECONFIG: return {.tool = "ip", .unproven = kSteps, .own = {kBadIfname}};
+    case RD_CMD_MGMT_RECONFIG: return {.tool = "ip", .unproven = kSteps};
     case RD_CMD_SERVICE: return service(request);
     case RD_CMD_FIREWALL: return firewall(request.firewall);
     case RD_CMD_CONJOIN:
@@ -96,31 +99,32 @@ Command command_of(const RequestFrame &request)
     case RD_CMD_LINK: return {.tool = "ip", .own = {kBadIfname}};
     case RD_CMD_HOSTNAME:
     case RD_CMD_DOMAINNAME: return {.own = {kLongName, kBadName, kKernel}};
-    case RD_CMD_ARPING: return {.unproven = kStarted, .own = {kBadIfname}};
-    case RD_CMD_BC_IP_RULES: return {.tool = "tendmoor_bc.sh", .own = {kBadIfname, kRange}};
+    case RD_CMD_ARPING: return {.unproven = kStarted};
+    case RD_CMD_BC_IP_RULES: return {.tool = "tendmoor_bc.sh", .own = {kRange}};
     case RD_CMD_VLAN_PRIORITY: return {.tool = "ip", .own = {kBadIfname, kRange}};
-    case RD_CMD_SLBC: return {.tool = "iptables", .unproven = kSteps, .own = {kBadIfname, kRange}};
+    case RD_CMD_SLBC: return {.tool = "iptables", .unproven = kSteps, .own = {kRange}};
     case RD_CMD_SEND_PACKET: return {.own = {kBadIfname, kNoFrame, {RD_RC_NO_CHILD, "no such interface"}}};
     case RD_CMD_HOSTS_FILE:
-        return {.own = {kLongName, kBadName, {RD_RC_NO_RESOURCE, "/etc/hosts could not be opened"}}};
+        return {.unproven = "the error log tells whether all of it could be written",
+                .own = {kLongName, kBadName, {RD_RC_NO_RESOURCE, "/etc/hosts could not be opened"}}};
     case RD_CMD_IPV4_DAD:
         return {.tool = "the probe was answered or failed, and ip",
                 .unproven = "a conflict, if there was one, is told by /run/q7net/dhcp/ipv4_dad_conflict",
-                .own = {kBadIfname, kRange}};
+                .own = {kRange}};
+    case RD_CMD_RESET_MGMT:
     case RD_CMD_INIT_IFACES:
+    case RD_CMD_INIT_FRONTDEDICATED:
+    case RD_CMD_INIT_FLOP_USB_NIC:
     case RD_CMD_SIDEBAND:
     case RD_CMD_STATIC_ADDRS: return {.tool = "ip", .unproven = kSteps};
-    case RD_CMD_RESET_MGMT:
-    case RD_CMD_MIF_FLUSH:
-    case RD_CMD_INIT_FRONTDEDICATED:
-    case RD_CMD_INIT_FLOP_USB_NIC: return {.tool = "ip", .unproven = kSteps, .own = {kBadIfname}};
+    case RD_CMD_MIF_FLUSH: return {.tool = "ip", .unproven = kSteps, .own = {kBadIfname}};
     case RD_CMD_INIT_SMARTNIC:
-    case RD_CMD_LINK_TUNING: return {.tool = "ip", .unproven = kSteps, .own = {kBadIfname, kRange}};
+    case RD_CMD_LINK_TUNING: return {.tool = "ip", .unproven = kSteps, .own = {kRange}};
     case RD_CMD_DHCP_RELEASE: return dhcp_release(request.dhcp_release);
     case RD_CMD_NGM_DEBUG: return {.tool = "ping", .unproven = "the error log tells what was found", .own = {kRange}};
     case RD_CMD_MDNS_BROWSE:
         return {.unproven = "the error log tells what becomes of the browse",
-                .own = {kRange, {RD_RC_NO_NAME, "the service type is missing"}}};
+                .own = {kRange, {RD_RC_FAILED, "out of memory"}, {EAGAIN, "there can be no thread for it"}}};
     case RD_CMD_TERMINATE: break;
     }
     return {};

@@ -50,25 +50,27 @@ enum q7net_result {
 struct q7net;
 
 /* Makes a client of the daemon's socket, by default (NULL) RD_SOCKET_PATH. Looks for no daemon yet.
- * Returns Q7NET_OK, or Q7NET_NO_RESOURCE, with ENAMETOOLONG for a path that no socket can have. */
+ * Returns Q7NET_OK, or Q7NET_NO_RESOURCE, with ENAMETOOLONG or ENOENT for a path that no socket can have. */
 int q7net_open(struct q7net **client, const char *path);
 
 /* Gives up a request that is under way, and releases the client. NULL is allowed. */
 void q7net_close(struct q7net *client);
 
 /* Sends a request, size bytes from its header on, and waits for the reply, for limit milliseconds; less than 0: for ever.
- * A daemon that is not there, or refuses the connection, is tried again until then. Nothing is ever sent twice. */
+ * A daemon that is not there, or refuses the connection, or permission, is tried again until then. Nothing is ever sent
+ * twice. */
 int q7net_request(struct q7net *client, const void *message, size_t size, struct ReplyFrame *reply, int limit);
 
 /* The same for programs with an event loop. q7net_send begins a request, and gives up one that was under way; it never
  * waits. Then call q7net_receive, and again whenever the descriptor is readable, until it returns something else than
- * Q7NET_PENDING. The descriptor is the same for the client's whole life. */
+ * Q7NET_PENDING. The descriptor is the same for the client's whole life; who watches it between requests too calls
+ * q7net_receive then as well, which takes notice of a daemon that ends, and returns Q7NET_BAD_MESSAGE. */
 int q7net_send(struct q7net *client, const void *message, size_t size);
 int q7net_receive(struct q7net *client, struct ReplyFrame *reply);
 int q7net_fd(const struct q7net *client);
 
 /* Ends the request that is under way when the caller has no more time. Returns Q7NET_TIME_OVER; or, when it had not been
- * sent, Q7NET_NO_DAEMON. */
+ * sent, Q7NET_NO_DAEMON; or, when none was under way, Q7NET_BAD_MESSAGE. */
 int q7net_give_up(struct q7net *client);
 
 /* What a result means; and how the client's last call that failed did, with the socket's path, until its next call. */

@@ -6,6 +6,7 @@
 
 #include <poll.h>
 #include <signal.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 
 namespace
@@ -106,6 +107,63 @@ TEST_F(Library, GivesUpAtAnyMoment)
     EXPECT_EQ(request("LINK", 20'000), Q7NET_OK) << q7net_problem(client_);
 }
 
+// Above all where a signal ends ZeroMQ's calls.
+TEST_F(Library, SignalsCostNothing)
+{
+    const rig::Daemon daemon;
+    const auto descriptors = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    EXPECT_EQ(request("LINK", 20'000), Q7NET_OK);
+    const auto open = descriptors();
+    signal(SIGALRM, [](int) {});
+    const itimerval often{{0, 100}, {0, 100}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    for (int i = 0; i < 300; i++) {
+        q7net *client = nullptr;
+        const RequestFrame frame = rig::request_of("LINK");
+        ASSERT_EQ(q7net_open(&client, nullptr), Q7NET_OK);
+        EXPECT_EQ(q7net_request(client, &frame, sizeof frame, &reply_, 20'000), Q7NET_OK) << q7net_problem(client);
+        q7net_close(client);
+    }
+    setitimer(ITIMER_REAL, std::make_unique<itimerval>().get(), nullptr);
+    EXPECT_EQ(descriptors(), open);
+}
+
+// A reply may be read together with the end behind it, and a client that waits for nothing hears of an end, too.
+TEST_F(Library, TakesNoticeOfAnEndBehindAReply)
+{
+    for (const bool idle : {false, true}) {
+        zsock_t *socket = zsock_new_rep("@" RD_ENDPOINT);
+        std::atomic<int> step = 0; // 1: the request has come, 2: the server answers, 3: and ends
+        ASSERT_EQ(send("LINK"), Q7NET_OK);
+        std::jthread server([&] {
+            zframe_t *frame = zframe_recv(socket);
+            step = 1;
+            rig::wait_until([&] { return step > 1; });
+            const ReplyFrame reply{.cmd = RD_CMD_LINK, .reserved = 0, .tag = 0, .rc = 0, .padding = {}};
+            zframe_reset(frame, &reply, sizeof reply);
+            zframe_send(&frame, socket, 0);
+            rig::wait_until([&] { return step > 2; });
+            zsock_set_linger(socket, 1000);
+            zsock_destroy(&socket);
+        });
+        while (step == 0) {
+            EXPECT_EQ(q7net_receive(client_, &reply_), Q7NET_PENDING);
+        }
+        if (idle) {
+            step = 2;
+            EXPECT_EQ(wait(), Q7NET_OK);
+        }
+        step = 3;
+        server.join();
+        zclock_sleep(300); // for both to arrive
+        EXPECT_EQ(q7net_receive(client_, &reply_), idle ? Q7NET_BAD_MESSAGE : Q7NET_OK);
+        pollfd ready{q7net_fd(client_), POLLIN, 0};
+        EXPECT_EQ(poll(&ready, 1, 0), 0) << "nothing is left to be told";
+        const rig::Daemon daemon;
+        EXPECT_EQ(request("LINK", 20'000), Q7NET_OK) << q7net_problem(client_);
+    }
+}
+
 // What may have been carried out is not sent again, to nobody, and its late reply is no other's.
 TEST_F(Library, SendsNothingTwice)
 {
@@ -191,7 +249,8 @@ TEST_F(Library, ExplainsResults)
         {"SERVICE wait=1", 256, Q7NET_WAIT_STATUS, "systemctl ended with exit status 1"},
         {"SERVICE service=5", 0, Q7NET_SUCCESS, "done"},
         {"SERVICE service=5 action=1", 0, Q7NET_UNPROVEN, "done: it was started; --wait tells how it ends"},
-        {"FIREWALL ruleset=2", 0, Q7NET_SUCCESS, "done"},
+        {"FIREWALL ruleset=2", 0, Q7NET_UNPROVEN, "done: the error log tells whether forwarding was switched"},
+        {"SEND_PACKET", 10, Q7NET_REFUSED, "refused: a required name is missing"},
         {"FIREWALL", 0, Q7NET_UNPROVEN, "done: the error log tells how the firewall script ended"},
         {"DHCP_RELEASE dhcp4=1 dhcp6=1", 768, Q7NET_WAIT_STATUS,
          "dhclient, the statuses of its two runs combined, ended with exit status 3"},
