@@ -22,3 +22,9 @@ Answer read_answer(const std::string &message, int32_t rc);
 // Says it: a line such as "refused: interface name is too long (11)", on standard error if it is no success; or one JSON
 // object. Returns the exit status, which is a failure when it could not be written.
 ExitStatus tell(const Request &request, const Answer &answer);
+
+// Says why a request was not sent, and where the help is; of a batch also as an object, so that each line has one.
+ExitStatus tell_usage(const Request &request, const std::string &why);
+
+// What stands before all that is said of a batch's line: "3: ".
+std::string place_of(const Options &options);

@@ -1,5 +1,6 @@
 #include "invoke.h"
 
+#include "answer.h"
 #include "catalogue.h"
 #include "help.h"
 #include "words.h"
@@ -40,10 +41,7 @@ ExitStatus run_words(Session &session, const Options &options, const Texts &word
     try {
         return run_parsed(session, request, words);
     } catch (const UsageError &error) {
-        const std::string command = request.command != nullptr ? std::string(" ") + request.command->name : "";
-        fprintf(stderr, "q7rdctl: %s%s (q7rdctl%s --help tells more)\n", options.place.c_str(), error.text.c_str(),
-                command.c_str());
-        return kUsage;
+        return tell_usage(request, error.text);
     }
 }
 
@@ -53,7 +51,8 @@ ExitStatus run_line(Session &session, const Options &options, const std::string 
         const Texts words = words_of_line(line);
         return words.empty() ? kSuccess : run_words(session, options, words);
     } catch (const UsageError &error) {
-        fprintf(stderr, "q7rdctl: %s%s\n", options.place.c_str(), error.text.c_str());
-        return kUsage;
+        Request request;
+        request.options = options;
+        return tell_usage(request, error.text);
     }
 }

@@ -146,7 +146,10 @@ Option &CommandLine::find(const std::string &name)
         if (!each.is_argument() && each.is_called(name)) {
             return each;
         }
-        names.push_back(each.name);
+        if (!each.is_argument()) {
+            const size_t comma = each.name.find(',');
+            names.push_back(each.name.substr(comma == std::string::npos ? 0 : comma + 1));
+        }
     }
     refuse("unknown option '" + name + "'" + did_you_mean(name, names));
 }

@@ -1,5 +1,7 @@
 #include "platformlog.h"
 
+#include "show.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -31,31 +33,34 @@ static pid_t start_journalctl(bool follow, int *output)
     return child;
 }
 
-ExitStatus show_platform_log(uint32_t tag, bool follow)
+ExitStatus show_platform_log(const Request &request)
 {
     int output = -1;
-    const pid_t child = start_journalctl(follow, &output);
+    const pid_t child = start_journalctl(request.follow != 0, &output);
     FILE *lines = child > 0 ? fdopen(output, "r") : nullptr;
     if (lines == nullptr) {
         fprintf(stderr, "q7rdctl: journalctl cannot be started: %s\n", strerror(errno));
         return kFailure;
     }
     // The server's own messages, of which one begins a request and one ends it.
-    const std::string begins = "server received a msg. cmd:" + std::to_string(tag) + "/";
-    const std::string ends = "responding to cmd:" + std::to_string(tag) + "/";
+    const std::string tag = std::to_string(request.options.tag) + "/";
+    const std::string begins = "server received a msg. cmd:" + tag;
+    const std::string ends = "responding to cmd:" + tag;
     char *line = nullptr;
     size_t size = 0;
     bool shown = false;
-    while (getline(&line, &size, lines) > 0) {
+    bool written = true;
+    while (written && getline(&line, &size, lines) > 0) {
+        line[strcspn(line, "\n")] = '\0';
         shown = shown || strstr(line, begins.c_str()) != nullptr;
-        if (shown) {
-            fputs(line, stdout);
-            fflush(stdout);
-        }
+        written = !shown || show_record(request.options, line);
         shown = shown && strstr(line, ends.c_str()) == nullptr;
     }
     free(line);
-    fclose(lines);
+    fclose(lines); // which ends journalctl, if it still has something to write
+    if (!written) {
+        return kFailure;
+    }
     int status = 0;
     waitpid(child, &status, 0);
     if (WIFEXITED(status) && WEXITSTATUS(status) == kNotFound) {

@@ -14,7 +14,7 @@ enum ExitStatus { kSuccess = 0, kFailure = 1, kUsage = 2, kNoReply = 3 };
 // What every command takes.
 struct Options {
     std::string socket = RD_SOCKET_PATH;
-    std::string place;    // put before what is said: a batch's line
+    int line = 0;         // of a batch; it is put before what is said
     int32_t timeout = 60; // s
     uint32_t tag = 0;
     uint32_t json = 0;

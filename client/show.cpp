@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 // Shows bytes by their offsets, up to the last that is not zero, which is as much as a frame needs.
 void show_bytes(const char *title, const std::string &bytes)
@@ -58,6 +60,16 @@ static std::string in_words(const Request &request, const std::string &message)
     }
     const bool whole = message.size() == sizeof(RequestFrame);
     return text + (whole ? "" : " (" + std::to_string(message.size()) + " bytes)");
+}
+
+bool show_record(const Options &options, const std::string &record)
+{
+    puts(options.json != 0 ? ("{\"record\":" + quoted(record) + "}").c_str() : record.c_str());
+    if (fflush(stdout) != 0) {
+        fprintf(stderr, "q7rdctl: the log could not be written: %s\n", strerror(errno));
+        return false;
+    }
+    return true;
 }
 
 ExitStatus show_request(const Request &request, const std::string &message)

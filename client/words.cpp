@@ -48,7 +48,7 @@ std::vector<std::string> words_of_line(const std::string &line)
         if (quote == '\0' && !open && c == '#') {
             break;
         }
-        if (quote == '\0' && (c == ' ' || c == '\t' || c == '\r')) {
+        if (quote == '\0' && (c == ' ' || c == '\t' || c == '\r' || c == '\n')) {
             open = false;
             continue;
         }

@@ -5,11 +5,12 @@
 #include "help.h"
 #include "invoke.h"
 #include "platformlog.h"
+#include "show.h"
 #include "words.h"
 
 #include <cerrno>
-#include <fstream>
-#include <iostream>
+#include <cstdio>
+#include <cstdlib>
 
 #include <poll.h>
 
@@ -30,20 +31,18 @@ ExitStatus help(Session & /*session*/, Request &request)
 ExitStatus show_log(Session & /*session*/, Request &request)
 {
     if (request.by_tag) {
-        return show_platform_log(request.options.tag, request.follow != 0);
+        return show_platform_log(request);
     }
     constexpr int kPause = 200; // ms
     ErrorLog log(ErrorLog::From::kStart);
     do {
         for (const std::string &record : log.take()) {
-            puts(request.options.json != 0 ? ("{\"record\":" + quoted(record) + "}").c_str() : record.c_str());
+            if (!show_record(request.options, record)) {
+                return kFailure;
+            }
         }
         if (!log.problem().empty()) {
             fprintf(stderr, "q7rdctl: %s\n", log.problem().c_str());
-            return kFailure;
-        }
-        if (fflush(stdout) != 0) {
-            fprintf(stderr, "q7rdctl: the log could not be written: %s\n", strerror(errno));
             return kFailure;
         }
         poll(nullptr, 0, request.follow != 0 ? kPause : 0);
@@ -54,28 +53,28 @@ ExitStatus show_log(Session & /*session*/, Request &request)
 // A line's failure decides the exit status; the first that failed, if others follow it.
 ExitStatus run_batch(Session &session, Request &request)
 {
-    if (!request.options.place.empty()) {
+    if (request.options.line != 0) {
         refuse("a batch has no batch in it");
     }
-    std::ifstream file;
     const bool from_file = !request.argument.empty() && request.argument != "-";
-    if (from_file) {
-        file.open(request.argument);
-        if (!file) {
-            fprintf(stderr, "q7rdctl: %s cannot be read: %s\n", request.argument.c_str(), strerror(errno));
-            return kUsage;
-        }
-    }
+    const char *const name = from_file ? request.argument.c_str() : "standard input";
+    FILE *const lines = from_file ? fopen(name, "re") : stdin;
     ExitStatus status = kSuccess;
     Options options = request.options;
-    std::string line;
-    for (int number = 1; std::getline(from_file ? file : std::cin, line); number++) {
-        options.place = std::to_string(number) + ": ";
+    char *line = nullptr;
+    size_t size = 0;
+    while ((status == kSuccess || request.keep_going != 0) && lines != nullptr && getline(&line, &size, lines) > 0) {
+        options.line++;
         const ExitStatus one = run_line(session, options, line);
         status = status == kSuccess ? one : status;
-        if (one != kSuccess && request.keep_going == 0) {
-            break;
-        }
+    }
+    free(line);
+    if (lines == nullptr || ferror(lines) != 0) {
+        fprintf(stderr, "q7rdctl: %s cannot be read: %s\n", name, strerror(errno));
+        status = status == kSuccess ? kUsage : status;
+    }
+    if (from_file && lines != nullptr) {
+        fclose(lines);
     }
     return status;
 }
