@@ -13,5 +13,5 @@ static int __init udc_name_init(void)
     return rc;
 }
 module_init(udc_name_init);
-MODULE_LICENSE("GPL");
+MODULE_LICENSE("GPL"); /* without which the kernel gives it none of these functions */
 MODULE_DESCRIPTION("Names dummy_hcd's device controller f0835000.udc");
