@@ -52,6 +52,14 @@ TEST_F(Child, WaitsAndSleepsAreNotCutShort)
     EXPECT_GE(zclock_mono() - start, 499);
 }
 
+TEST_F(Child, AStatusThatAnotherThreadTookReadsAsZero)
+{
+    answer("/bin/ping", 3);
+    const auto before = signal(SIGCHLD, SIG_IGN); // the kernel takes it
+    EXPECT_EQ(rd_exec_cmd(kTool, 1, 1), 0);
+    signal(SIGCHLD, before);
+}
+
 TEST_F(Child, FailedExecIsReportedOnceWhateverOtherThreadsLog)
 {
     atexit([] { rig::write_file("/run/exit-handler-of-" + std::to_string(getpid()), ""); });
