@@ -19,7 +19,8 @@ Answer read_answer(const std::string &message, int32_t rc)
     return answer;
 }
 
-std::string place_of(const Options &options)
+// What stands before all that is said of a batch's line: "3: ".
+static std::string place_of(const Options &options)
 {
     return options.line == 0 ? "" : std::to_string(options.line) + ": ";
 }

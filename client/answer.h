@@ -25,6 +25,3 @@ ExitStatus tell(const Request &request, const Answer &answer);
 
 // Says why a request was not sent, and where the help is; of a batch also as an object, so that each line has one.
 ExitStatus tell_usage(const Request &request, const std::string &why);
-
-// What stands before all that is said of a batch's line: "3: ".
-std::string place_of(const Options &options);

@@ -9,11 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <iterator>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -97,11 +95,10 @@ static bool own(q7net *client)
         return true;
     }
     const int events = epoll_create1(EPOLL_CLOEXEC);
-    const bool replaced = events >= 0 && dup3(events, client->events, O_CLOEXEC) >= 0;
-    close(events);
-    if (!replaced) {
+    if (events < 0 || dup3(events, client->events, O_CLOEXEC) < 0) {
         return false;
     }
+    close(events);
     forget_request(client);
     client->context = client->socket = client->monitor = nullptr;
     client->process = getpid();
@@ -358,52 +355,6 @@ int q7net_give_up(q7net *client)
     disconnect(client);
     return sent ? fail(client, Q7NET_TIME_OVER, "%s", q7net_strerror(Q7NET_TIME_OVER))
                 : fail(client, Q7NET_NO_DAEMON, "the daemon does not answer on %s: it has been stopped", client->path);
-}
-
-static int64_t now() // ms
-{
-    timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
-}
-
-// What is left until then, as poll(2) takes it: less than 0 is for ever.
-static int time_left(int64_t end, int limit)
-{
-    return limit < 0 ? -1 : static_cast<int>(std::max<int64_t>(end - now(), 0));
-}
-
-// Waits for the reply to what was begun.
-static int wait_for_reply(q7net *client, ReplyFrame *reply, int64_t end, int limit)
-{
-    int result = Q7NET_PENDING;
-    while ((result = q7net_receive(client, reply)) == Q7NET_PENDING) {
-        const int left = time_left(end, limit);
-        if (left == 0) {
-            return q7net_give_up(client);
-        }
-        pollfd ready{client->events, POLLIN, 0};
-        poll(&ready, 1, left); // a signal may end it, but not the time
-    }
-    return result;
-}
-
-int q7net_request(q7net *client, const void *message, size_t size, ReplyFrame *reply, int limit)
-{
-    constexpr int kRetry = 20; // ms
-    const int64_t end = now() + limit;
-    for (;;) {
-        int result = q7net_send(client, message, size);
-        if (result == Q7NET_OK) {
-            result = wait_for_reply(client, reply, end, limit);
-        }
-        const bool not_there = result == Q7NET_NO_DAEMON || result == Q7NET_NO_PERMISSION;
-        const int left = time_left(end, limit);
-        if (!not_there || left == 0) {
-            return result;
-        }
-        poll(nullptr, 0, limit < 0 ? kRetry : std::min(kRetry, left));
-    }
 }
 
 const char *q7net_strerror(int result)

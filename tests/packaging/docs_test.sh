@@ -1,6 +1,6 @@
 #!/bin/bash
-# docs_test.sh Q7RDCTL SOURCE MANDIR: that no command, option or choice is missing from the manual pages,
-# and that the completion offers them.
+# docs_test.sh Q7RDCTL SOURCE MANDIR: that no command, option or choice is missing from the manual pages, and no command
+# from the transcripts, and that the completion offers them.
 set -euo pipefail
 
 q7rdctl=$1 source=$2 man=$3
@@ -11,6 +11,9 @@ page=$(sed 's/\\//g; s/\*//g' "$source/packaging/man/q7rdctl.1.scd.in")
 commands=$("$q7rdctl" --help | awk '/^[A-Za-z -]+:$/ { on = $0 != "Options:" && $0 != "Example:" } on && /^  [a-z]/ { print $1 }')
 codes=$(sed -n 's/^    RD_CMD_\([A-Z0-9_]*\) = .*/\1/p' "$source/include/q7net/protocol.h" | tr 'A-Z_' 'a-z-')
 [ "$(sort <<<"$codes"$'\nraw\nbatch\nlog\nping\nhelp')" = "$(sort <<<"$commands")" ] || fail "not a command for each code: $commands"
+for code in ${codes//-/_}; do
+    grep -qE "^>>? ${code^^}( |$)" "$source"/tests/transcripts/*.txt || fail "${code^^} has no case"
+done
 for command in $commands; do
     # Its entries in the page: from a line that begins with it to the next entry.
     entry=$(awk -v command="$command" '/^[a-z#]/ { on = $1 == command || $0 ~ "(^|, )" command " _" } on' <<<"$page")
